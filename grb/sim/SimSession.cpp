@@ -1,0 +1,87 @@
+#include "SimSession.h"
+
+namespace grb::sim {
+
+SimSession::SimSession(std::shared_ptr<SimWorld> world, size_t index, uint64_t generation, bool writable)
+    : m_world(std::move(world))
+    , m_index(index)
+    , m_generation(generation)
+    , m_writable(writable)
+    , m_features(m_world, index, generation, -1, writable)
+{
+}
+
+SimSession::~SimSession()
+{
+    Close();
+}
+
+uint32_t SimSession::StreamCount()
+{
+    uint32_t count = 0;
+    m_world->Call(m_index, m_generation, [&](SimDevice& device) -> GrbErrorType {
+        count = static_cast<uint32_t>(device.Streams().size());
+        return GrbErrorSuccess;
+    });
+    return count;
+}
+
+NodeMap* SimSession::StreamFeatures(uint32_t index)
+{
+    if (index >= StreamCount())
+        return nullptr;
+    while (m_streams.size() <= index)
+        m_streams.push_back(std::make_unique<SimNodeMapView>(m_world, m_index, m_generation,
+                                                             static_cast<int>(m_streams.size()), m_writable));
+    return m_streams[index].get();
+}
+
+GrbErrorType SimSession::ReadMemory(uint64_t address, uint8_t* buffer, uint32_t size, uint32_t& done)
+{
+    done = 0;
+    GrbErrorType err = m_world->Call(m_index, m_generation,
+                                     [&](SimDevice& device) -> GrbErrorType { return device.ReadMemory(address, buffer, size); });
+    if (err == GrbErrorSuccess)
+        done = size;
+    return err;
+}
+
+GrbErrorType SimSession::WriteMemory(uint64_t address, const uint8_t* buffer, uint32_t size, uint32_t& done)
+{
+    done = 0;
+    if (!m_writable)
+        return GrbErrorInvalidAccess;
+    GrbErrorType err = m_world->Call(m_index, m_generation,
+                                     [&](SimDevice& device) -> GrbErrorType { return device.WriteMemory(address, buffer, size); });
+    if (err == GrbErrorSuccess)
+        done = size;
+    return err;
+}
+
+GrbErrorType SimSession::AcquireSingleFrame(uint32_t timeoutMs, FrameData& frame)
+{
+    (void)timeoutMs; // a simulated frame is ready at once
+    return m_world->Call(m_index, m_generation, [&](SimDevice& device) -> GrbErrorType {
+        int64_t width = 0;
+        int64_t height = 0;
+        device.Features().GetInt("Width", width);
+        device.Features().GetInt("Height", height);
+        frame.width = static_cast<uint32_t>(width);
+        frame.height = static_cast<uint32_t>(height);
+        frame.buffer.resize(static_cast<size_t>(width * height));
+        for (size_t i = 0; i < frame.buffer.size(); ++i)
+            frame.buffer[i] = static_cast<uint8_t>(i % static_cast<size_t>(width) + i / static_cast<size_t>(width));
+        frame.status = GrbFrameStatusComplete;
+        return GrbErrorSuccess;
+    });
+}
+
+void SimSession::Close()
+{
+    if (m_closed)
+        return;
+    m_closed = true;
+    m_world->Close(m_index, m_generation);
+}
+
+} // namespace grb::sim

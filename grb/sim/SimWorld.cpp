@@ -1,0 +1,377 @@
+#include "SimWorld.h"
+
+namespace grb::sim {
+
+namespace {
+
+std::mutex g_activeMutex;
+std::shared_ptr<SimWorld> g_active;
+
+const char* transportLayerName(GrbTransportLayerType type)
+{
+    return type == GrbTransportLayerU3V ? "USB3 Vision TL (Simulator)" : "GigE Vision TL (Simulator)";
+}
+
+const char* transportLayerPath(GrbTransportLayerType type)
+{
+    return type == GrbTransportLayerU3V ? "builtin:simulator/u3v" : "builtin:simulator/gev";
+}
+
+} // namespace
+
+SimWorld::SimWorld(const std::vector<SimCameraConfig>& cameras)
+{
+    for (const auto& camera : cameras)
+        m_slots.push_back({std::make_unique<SimDevice>(camera, this)});
+}
+
+SimWorld::~SimWorld()
+{
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_stopping = true;
+    }
+    m_wake.notify_all();
+    if (m_scheduler.joinable())
+        m_scheduler.join();
+}
+
+std::shared_ptr<SimWorld> SimWorld::Active()
+{
+    std::lock_guard<std::mutex> lock(g_activeMutex);
+    return g_active;
+}
+
+void SimWorld::SetActive(std::shared_ptr<SimWorld> world)
+{
+    std::lock_guard<std::mutex> lock(g_activeMutex);
+    g_active = std::move(world);
+}
+
+void SimWorld::SetListChanged(std::function<void()> listChanged)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_listChanged = std::move(listChanged);
+}
+
+void SimWorld::_NotifyIfPending(std::unique_lock<std::mutex>& lock)
+{
+    if (!m_notifyPending)
+        return;
+    m_notifyPending = false;
+    std::function<void()> listChanged = m_listChanged;
+    lock.unlock();
+    if (listChanged)
+        listChanged();
+}
+
+GrbErrorType SimWorld::Enumerate(std::vector<DeviceRecord>& devices)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    devices.clear();
+    if (m_enumerationFault != GrbErrorSuccess)
+        return m_enumerationFault;
+    for (const auto& slot : m_slots)
+    {
+        if (!slot.present)
+            continue;
+        const SimCameraConfig& c = slot.device->Config();
+        DeviceRecord r;
+        r.extendedId = c.extendedId;
+        r.id = c.id;
+        r.model = c.model;
+        r.name = c.name;
+        r.serial = c.serial;
+        r.interfaceId = c.interfaceId;
+        r.transportLayerName = transportLayerName(c.transport);
+        r.transportLayerPath = transportLayerPath(c.transport);
+        r.transportLayerType = c.transport;
+        r.permittedAccess = c.heldByOther ? GrbAccessModeRead : (GrbAccessModeFull | GrbAccessModeRead);
+        r.fieldErrors = slot.identityErrors;
+        devices.push_back(std::move(r));
+    }
+    return GrbErrorSuccess;
+}
+
+GrbErrorType SimWorld::Open(const std::string& extendedId, GrbAccessModeType mode, size_t& index,
+                            uint64_t& generation)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    for (size_t i = 0; i < m_slots.size(); ++i)
+    {
+        Slot& slot = m_slots[i];
+        if (slot.device->Config().extendedId != extendedId)
+            continue;
+        if (!slot.present)
+            return GrbErrorNotFound;
+        const bool control = (mode & (GrbAccessModeFull | GrbAccessModeExclusive)) != 0;
+        if (slot.openHere || (control && slot.device->Config().heldByOther))
+            return GrbErrorInvalidAccess;
+        slot.openHere = true;
+        index = i;
+        generation = slot.generation;
+        return GrbErrorSuccess;
+    }
+    return GrbErrorNotFound;
+}
+
+void SimWorld::Close(size_t index, uint64_t generation)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (index < m_slots.size() && m_slots[index].generation == generation)
+        m_slots[index].openHere = false;
+}
+
+GrbErrorType SimWorld::Call(size_t index, uint64_t generation, const std::function<GrbErrorType(SimDevice&)>& f)
+{
+    std::unique_lock<std::mutex> lock(m_mutex);
+    if (index >= m_slots.size() || !m_slots[index].present || m_slots[index].generation != generation)
+        return GrbErrorTransportLayer; // the device has left the bus
+    GrbErrorType err = f(*m_slots[index].device);
+    _NotifyIfPending(lock);
+    return err;
+}
+
+GrbErrorType SimWorld::VersionQueryFault()
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_versionFault;
+}
+
+SimWorld::Slot* SimWorld::_Find(const std::string& camera)
+{
+    for (auto& slot : m_slots)
+    {
+        const SimCameraConfig& c = slot.device->Config();
+        if (c.extendedId == camera || c.id == camera || c.serial == camera)
+            return &slot;
+    }
+    return nullptr;
+}
+
+SimWorld::Slot* SimWorld::_SlotOf(SimDevice& device)
+{
+    for (auto& slot : m_slots)
+        if (slot.device.get() == &device)
+            return &slot;
+    return nullptr;
+}
+
+void SimWorld::_Leave(Slot& slot)
+{
+    if (!slot.present)
+        return;
+    slot.present = false;
+    slot.openHere = false;
+    ++slot.generation;
+    m_notifyPending = true;
+}
+
+bool SimWorld::_Change(const std::string& camera, const std::function<void(Slot&)>& f)
+{
+    std::unique_lock<std::mutex> lock(m_mutex);
+    Slot* slot = _Find(camera);
+    if (!slot)
+        return false;
+    f(*slot);
+    _NotifyIfPending(lock);
+    return true;
+}
+
+bool SimWorld::AddCamera(const SimCameraConfig& camera)
+{
+    std::unique_lock<std::mutex> lock(m_mutex);
+    if (_Find(camera.extendedId) || _Find(camera.id))
+        return false;
+    m_slots.push_back({std::make_unique<SimDevice>(camera, this)});
+    m_notifyPending = true;
+    _NotifyIfPending(lock);
+    return true;
+}
+
+bool SimWorld::Unplug(const std::string& camera)
+{
+    return _Change(camera, [this](Slot& slot) { _Leave(slot); });
+}
+
+bool SimWorld::Plug(const std::string& camera)
+{
+    return _Change(camera, [this](Slot& slot) {
+        if (slot.present)
+            return;
+        slot.present = true;
+        m_notifyPending = true;
+    });
+}
+
+bool SimWorld::SetHeldByOther(const std::string& camera, bool held)
+{
+    return _Change(camera, [this, held](Slot& slot) {
+        SimCameraConfig& c = slot.device->Config();
+        if (c.heldByOther == held)
+            return;
+        c.heldByOther = held;
+        m_notifyPending = true;
+    });
+}
+
+bool SimWorld::FailFeatureAccess(const std::string& camera, const std::string& feature, unsigned nth,
+                                 GrbErrorType code, int stream)
+{
+    bool found = false;
+    bool known = _Change(camera, [&](Slot& slot) {
+        SimNodeMap* map = stream < 0 ? &slot.device->Features()
+                          : static_cast<size_t>(stream) < slot.device->Streams().size()
+                              ? &slot.device->Streams()[static_cast<size_t>(stream)]
+                              : nullptr;
+        SimFeature* f = map ? map->Find(feature) : nullptr;
+        if (!f)
+            return;
+        f->failOnAccess = nth == 0 ? 0 : f->accessCount + nth;
+        f->failCode = code;
+        found = true;
+    });
+    return known && found;
+}
+
+bool SimWorld::SetCommandDelay(const std::string& camera, const std::string& feature, int delayMs, int stream)
+{
+    bool found = false;
+    bool known = _Change(camera, [&](Slot& slot) {
+        SimNodeMap* map = stream < 0 ? &slot.device->Features()
+                          : static_cast<size_t>(stream) < slot.device->Streams().size()
+                              ? &slot.device->Streams()[static_cast<size_t>(stream)]
+                              : nullptr;
+        SimFeature* f = map ? map->Find(feature) : nullptr;
+        if (!f || f->type != GrbFeatureDataCommand)
+            return;
+        f->commandDelayMs = delayMs;
+        found = true;
+    });
+    return known && found;
+}
+
+bool SimWorld::SetRawReadLimit(const std::string& camera, const std::string& feature, uint32_t bytes)
+{
+    bool found = false;
+    bool known = _Change(camera, [&](Slot& slot) {
+        SimFeature* f = slot.device->Features().Find(feature);
+        if (!f || f->type != GrbFeatureDataRaw)
+            return;
+        f->rawReadLimit = bytes;
+        found = true;
+    });
+    return known && found;
+}
+
+bool SimWorld::UnplugAfterChunks(const std::string& camera, unsigned chunks)
+{
+    return _Change(camera, [chunks](Slot& slot) { slot.device->UnplugAfterChunks(chunks); });
+}
+
+bool SimWorld::FailIdentity(const std::string& camera, DeviceRecord::Field field, GrbErrorType code)
+{
+    if (field < 0 || field >= DeviceRecord::FieldCount)
+        return false;
+    return _Change(camera, [this, field, code](Slot& slot) {
+        slot.identityErrors[field] = code;
+        m_notifyPending = true;
+    });
+}
+
+bool SimWorld::SetResetDelay(const std::string& camera, int delayMs)
+{
+    return _Change(camera, [delayMs](Slot& slot) {
+        slot.device->Config().resetDelayMs = delayMs;
+    });
+}
+
+void SimWorld::FailEnumeration(GrbErrorType code)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_enumerationFault = code;
+}
+
+void SimWorld::FailVersionQuery(GrbErrorType code)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_versionFault = code;
+}
+
+bool SimWorld::ReadFile(const std::string& camera, const std::string& selector, const std::string& name,
+                        std::vector<uint8_t>& data)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    Slot* slot = _Find(camera);
+    std::vector<uint8_t>* file = slot ? slot->device->Files().Find(selector, name) : nullptr;
+    if (!file)
+        return false;
+    data = *file;
+    return true;
+}
+
+bool SimWorld::IsPresent(const std::string& camera)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    Slot* slot = _Find(camera);
+    return slot && slot->present;
+}
+
+std::string SimWorld::Firmware(const std::string& camera)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    Slot* slot = _Find(camera);
+    return slot ? slot->device->Firmware() : std::string();
+}
+
+void SimWorld::DeviceLeft(SimDevice& device)
+{
+    if (Slot* slot = _SlotOf(device))
+        _Leave(*slot);
+}
+
+void SimWorld::DeviceResetting(SimDevice& device)
+{
+    Slot* slot = _SlotOf(device);
+    if (!slot)
+        return;
+    _Leave(*slot);
+    auto delay = std::chrono::milliseconds(device.Config().resetDelayMs < 0 ? 0 : device.Config().resetDelayMs);
+    m_pending.push_back({std::chrono::steady_clock::now() + delay, &device});
+    if (!m_scheduler.joinable())
+        m_scheduler = std::thread([this] { _Scheduler(); });
+    m_wake.notify_all();
+}
+
+void SimWorld::_Scheduler()
+{
+    std::unique_lock<std::mutex> lock(m_mutex);
+    while (!m_stopping)
+    {
+        if (m_pending.empty())
+        {
+            m_wake.wait(lock);
+            continue;
+        }
+        auto next = std::min_element(m_pending.begin(), m_pending.end(),
+                                     [](const Pending& a, const Pending& b) { return a.due < b.due; });
+        if (std::chrono::steady_clock::now() < next->due)
+        {
+            m_wake.wait_until(lock, next->due);
+            continue;
+        }
+        SimDevice* device = next->device;
+        m_pending.erase(next);
+        if (Slot* slot = _SlotOf(*device))
+        {
+            device->CompleteReset();
+            slot->present = true;
+            m_notifyPending = true;
+        }
+        _NotifyIfPending(lock);
+        if (!lock.owns_lock())
+            lock.lock();
+    }
+}
+
+} // namespace grb::sim
