@@ -2,6 +2,7 @@
 
 #include "TransportLayerTable.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace grb {
@@ -80,10 +81,15 @@ GrbErrorType Core::Startup()
         m_eventThread = std::thread([this] { _EventLoop(); });
     }
     // Outside the lock: a real layer's first discovery takes its time and may report.
+    std::vector<TransportLayerDriver*> failed;
     for (TransportLayerDriver* driver : drivers)
-        driver->Start([this] { _OnListChanged(); });
+        if (driver->Start([this] { _OnListChanged(); }) != GrbErrorSuccess)
+            failed.push_back(driver);
 
     std::lock_guard<std::mutex> lock(m_mutex);
+    for (TransportLayerDriver* driver : failed)
+        m_drivers.erase(std::find_if(m_drivers.begin(), m_drivers.end(),
+                                     [driver](const auto& d) { return d.get() == driver; }));
     m_started = true;
     // The cameras present at start-up are the first list, not plug-in events.
     std::vector<DeviceRecord> records;
@@ -280,18 +286,23 @@ GrbErrorType Core::OpenCamera(GrbHandle camera, GrbAccessModeType mode)
         return GrbErrorBadParameter;
     TransportLayerDriver* driver = nullptr;
     std::string extendedId;
+    std::shared_ptr<DeviceSession> stale;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         GrbErrorType err = GrbErrorSuccess;
         Entry* entry = _Camera(camera, err);
         if (!entry)
             return err;
-        if (entry->session || entry->opening)
+        if (entry->opening || (entry->session && entry->sessionDepartures == entry->departures))
             return GrbErrorInvalidAccess;
+        if (entry->session)
+            stale = std::move(entry->session);
         entry->opening = true;
         driver = entry->driver;
         extendedId = entry->record.extendedId;
     }
+    if (stale)
+        stale->Close();
     std::unique_ptr<DeviceSession> session;
     GrbErrorType err = driver->Open(extendedId, mode, session);
 
@@ -308,6 +319,7 @@ GrbErrorType Core::OpenCamera(GrbHandle camera, GrbAccessModeType mode)
     if (err != GrbErrorSuccess)
         return err;
     entry->session = std::move(session);
+    entry->sessionDepartures = entry->departures;
     lock.unlock();
     _Post(true, camera, 3);
     return GrbErrorSuccess;
@@ -602,6 +614,7 @@ void Core::_OnListChanged()
             if (entry.present && answered.count(entry.driver) && !seen.count(entry.record.extendedId))
             {
                 entry.present = false;
+                ++entry.departures;
                 events.push_back({true, reinterpret_cast<GrbHandle>(item.first), 1});
             }
             if (entry.present)

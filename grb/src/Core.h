@@ -75,6 +75,9 @@ private:
         TransportLayerDriver* driver = nullptr;
         bool present = false;
         bool opening = false;
+        // A session opened before the camera last left is dead; a new open replaces it.
+        uint64_t departures = 0;
+        uint64_t sessionDepartures = 0;
         std::shared_ptr<DeviceSession> session;
         std::vector<GrbHandle> streams;
         std::set<std::string> kept;
