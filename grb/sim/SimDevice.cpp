@@ -308,6 +308,9 @@ GrbErrorType SimDevice::_Write(uint64_t offset, uint64_t length, uint64_t& done)
                                      : m_files.Find(m_openSelector, m_openName);
     if (!data || !buffer)
         return GrbErrorNotFound;
+    // With a read-only length the device writes what the client last put in the buffer.
+    if (!m_config.accessLengthWritable)
+        length = std::min<uint64_t>(length, buffer->rawWritten);
     if (length > buffer->raw.size() || offset > data->size())
         return GrbErrorInvalidValue;
     uint64_t end = offset + length;

@@ -47,6 +47,8 @@ struct SimFeature
     int64_t enumValue = 0;
 
     std::vector<uint8_t> raw;
+    // Bytes the last raw write put in.
+    uint32_t rawWritten = 0;
     // Fault: raw reads return at most this many bytes (0: off).
     uint32_t rawReadLimit = 0;
 

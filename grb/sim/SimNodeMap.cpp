@@ -215,15 +215,16 @@ GrbErrorType SimNodeMap::GetEnum(const std::string& name, std::string& entry)
 
 GrbErrorType SimNodeMap::SetEnum(const std::string& name, const std::string& entry)
 {
-    SimFeature* f = Find(name);
-    if (!f)
-        return GrbErrorNotFound;
-    if (f->type != GrbFeatureDataEnum)
-        return GrbErrorWrongType;
+    // Access first, as for every other write: a read-only feature refuses any name.
+    SimFeature* f = nullptr;
+    GrbErrorType err = _Access(name, GrbFeatureDataEnum, true, f);
+    if (err != GrbErrorSuccess)
+        return err;
     const SimEnumEntry* e = entryByName(*f, entry);
-    if (!e)
+    if (!e || !e->available)
         return GrbErrorInvalidValue;
-    return SetEnumInt(name, e->value);
+    f->enumValue = e->value;
+    return f->afterWrite ? f->afterWrite(*f) : GrbErrorSuccess;
 }
 
 GrbErrorType SimNodeMap::GetEnumInt(const std::string& name, int64_t& value)
@@ -327,6 +328,7 @@ GrbErrorType SimNodeMap::SetRaw(const std::string& name, const uint8_t* data, ui
         return GrbErrorInvalidValue;
     if (length > 0)
         std::memcpy(f->raw.data(), data, length);
+    f->rawWritten = length;
     return f->afterWrite ? f->afterWrite(*f) : GrbErrorSuccess;
 }
 

@@ -288,8 +288,12 @@ bool SimWorld::SetResetDelay(const std::string& camera, int delayMs)
 
 void SimWorld::FailEnumeration(GrbErrorType code)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    std::unique_lock<std::mutex> lock(m_mutex);
+    // Once listing works again the next discovery sees what changed in between.
+    if (m_enumerationFault != GrbErrorSuccess && code == GrbErrorSuccess)
+        m_notifyPending = true;
     m_enumerationFault = code;
+    _NotifyIfPending(lock);
 }
 
 void SimWorld::FailVersionQuery(GrbErrorType code)
