@@ -1,0 +1,382 @@
+#include "PXCamera.h"
+
+#include "sdk/SdkText.h"
+
+#include <GrbC/GrbC.h>
+#include <GrbCPP/Stream.h>
+
+#include <QtEndian>
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+
+namespace {
+
+// The most one FileAccessBuffer transfer carries, in either direction.
+constexpr qint64 kChunkCapacity = 65536;
+
+// Completion waits of FileOperationExecute, in ms (0: run without waiting). Open and
+// each chunk get one more completion query two seconds after the first; Close, which
+// may flash a firmware image, gets minutes.
+constexpr unsigned long kDownloadOpenTimeoutMs = 2000;
+constexpr unsigned long kUploadOpenTimeoutMs = 0;
+constexpr unsigned long kChunkTimeoutMs = 2000;
+constexpr unsigned long kCloseTimeoutMs = 180000;
+constexpr unsigned long kDeleteTimeoutMs = 0;
+
+constexpr unsigned long kPacketSizeTimeoutMs = 5000;
+constexpr int kImageAttempts = 5;
+
+const QString kRead = QStringLiteral("Read");
+const QString kWrite = QStringLiteral("Write");
+
+} // namespace
+
+PXCamera::PXCamera(std::shared_ptr<GrbCPP::Camera> camera, QObject* parent)
+    : QObject(parent)
+    , cameraFeature(new PXCameraFeature(camera, nullptr))
+    , m_camera(std::move(camera))
+    , m_bigEndian(true)
+{
+    // Everything but USB3 Vision counts as big-endian, also when the SDK cannot tell.
+    GrbTransportLayerType type = GrbTransportLayerUnknown;
+    if (m_camera && m_camera->GetTransportLayerType(type) == GrbErrorSuccess)
+        m_bigEndian = type != GrbTransportLayerU3V;
+    AdjustPacketSize();
+}
+
+PXCamera::~PXCamera()
+{
+    delete cameraFeature;
+    cameraFeature = nullptr;
+}
+
+GrbErrorType PXCamera::GetInfo(GrbCameraInfo* info) const
+{
+    if (!info)
+        return GrbErrorBadParameter;
+    std::memset(info, 0, sizeof(GrbCameraInfo));
+    if (!m_camera)
+        return GrbErrorBadHandle;
+    std::string id;
+    GrbErrorType err = ReadSdkText([&](char* b, unsigned int& l) { return m_camera->GetID(b, l); }, id);
+    if (err != GrbErrorSuccess)
+        return err;
+    return GrbCameraInfoQuery(id.c_str(), info, sizeof(GrbCameraInfo));
+}
+
+QString PXCamera::GetCameraName() const
+{
+    GrbCameraInfo info;
+    if (GetInfo(&info) != GrbErrorSuccess)
+        return QString();
+    return QString::fromUtf8(info.cameraName);
+}
+
+QString PXCamera::GetCameraManufacturerInfo() const
+{
+    QVariant value;
+    if (!cameraFeature || !cameraFeature->GetValue("DeviceManufacturerInfo", value))
+        return QString();
+    return value.toString();
+}
+
+bool PXCamera::IsFileAccessSupported()
+{
+    return true;
+}
+
+bool PXCamera::IsBigEndian()
+{
+    return m_bigEndian;
+}
+
+bool PXCamera::Read(unsigned long address, void* buffer, unsigned int* size)
+{
+    if (!buffer || !size || *size == 0 || !m_camera)
+        return false;
+    std::vector<unsigned char> bytes(*size, 0);
+    uint32_t complete = 0;
+    if (m_camera->ReadMemory(address, bytes.data(), *size, complete) != GrbErrorSuccess)
+        return false;
+    std::memcpy(buffer, bytes.data(), *size);
+    return true;
+}
+
+bool PXCamera::Write(unsigned long address, const void* buffer, unsigned int* size)
+{
+    if (!buffer || !size || *size == 0 || !m_camera)
+        return false;
+    const auto* first = static_cast<const unsigned char*>(buffer);
+    std::vector<unsigned char> bytes(first, first + *size);
+    uint32_t complete = 0;
+    return m_camera->WriteMemory(address, bytes.data(), *size, complete) == GrbErrorSuccess;
+}
+
+bool PXCamera::ReadRegister(unsigned long address, unsigned int* value)
+{
+    if (!value)
+        return false;
+    unsigned int raw = 0;
+    unsigned int size = sizeof(raw);
+    if (!Read(address, &raw, &size))
+        return false;
+    *value = m_bigEndian ? qbswap(raw) : raw;
+    return true;
+}
+
+bool PXCamera::WriteRegister(unsigned long address, unsigned int value)
+{
+    const unsigned int raw = m_bigEndian ? qbswap(value) : value;
+    unsigned int size = sizeof(raw);
+    return Write(address, &raw, &size);
+}
+
+bool PXCamera::PXRegisterDeviceWrite(const char*, const unsigned char*, unsigned int*, unsigned long)
+{
+    return false;
+}
+
+bool PXCamera::AcquireSingleImage(std::shared_ptr<GrbCPP::Frame>& frame, unsigned int timeout,
+                                  GrbCPP::FrameAllocationMode mode)
+{
+    if (!m_camera)
+        return false;
+    for (int attempt = 0; attempt < kImageAttempts; ++attempt)
+    {
+        GrbFrameStatusType status = GrbFrameStatusInvalid;
+        if (m_camera->AcquireSingleImage(frame, timeout, mode) == GrbErrorSuccess && frame &&
+            frame->GetReceiveStatus(status) == GrbErrorSuccess && status == GrbFrameStatusComplete)
+            return true;
+    }
+    return false;
+}
+
+bool PXCamera::SaveToUserSet()
+{
+    QVariant selected;
+    if (!cameraFeature->GetValue("UserSetSelector", selected))
+        return false;
+    // The factory set cannot be overwritten; any other selected set is kept.
+    if (selected.toString() == QLatin1String("Default") && !_setText("UserSetSelector", "UserSet1"))
+        return false;
+    return cameraFeature->SetCommand("UserSetSave", 0);
+}
+
+void PXCamera::AdjustPacketSize()
+{
+    GrbTransportLayerType type = GrbTransportLayerUnknown;
+    if (!m_camera || m_camera->GetTransportLayerType(type) != GrbErrorSuccess || type != GrbTransportLayerGEV)
+        return;
+    unsigned int count = 0;
+    if (m_camera->GetStreams(nullptr, count) != GrbErrorSuccess || count == 0)
+        return;
+    std::vector<GrbCPP::StreamPtr> streams(count);
+    if (m_camera->GetStreams(streams.data(), count) != GrbErrorSuccess || count == 0 || !streams.front())
+        return;
+    PXFeatureContainer stream(streams.front());
+    QVariant protocol;
+    // Over TCP the packet size does not matter.
+    if (stream.GetValue("GVSPProtocol", protocol) && protocol.toString() == QLatin1String("TCP"))
+        return;
+    stream.SetCommand("GVSPAdjustPacketSize", kPacketSizeTimeoutMs);
+}
+
+bool PXCamera::_setText(const char* feature, const char* text)
+{
+    return cameraFeature->SetValue(feature, QVariant(QString::fromUtf8(text)));
+}
+
+bool PXCamera::_execute(unsigned long timeoutMs)
+{
+    return cameraFeature->SetCommand("FileOperationExecute", timeoutMs);
+}
+
+bool PXCamera::_closeDeviceFile()
+{
+    return _setText("FileOperationSelector", "Close") && _execute(kCloseTimeoutMs);
+}
+
+bool PXCamera::_abortDownload(std::FILE* local)
+{
+    _setText("FileOperationSelector", "Close");
+    _execute(kCloseTimeoutMs);
+    std::fclose(local);
+    return false;
+}
+
+bool PXCamera::DownloadDeviceFile(const char* localPath, const char* fileName, const char* fileSelector,
+                                  long* bytesWritten)
+{
+    if (!localPath || !fileName || !fileSelector || !bytesWritten)
+        return false;
+    *bytesWritten = 0;
+    std::FILE* local = std::fopen(localPath, "wb");
+    if (!local)
+        return false;
+    if (!_setText("FileSelector", fileSelector))
+    {
+        std::fclose(local);
+        return false;
+    }
+    bool hasFilename = false;
+    // Deliberately no clean-up when the name is refused: the local file stays open.
+    if (cameraFeature->HasFeature("Filename", hasFilename) && hasFilename && !_setText("Filename", fileName))
+        return false;
+    if (!_setText("FileOpenMode", "Read") || !_setText("FileOperationSelector", "Open") ||
+        !_execute(kDownloadOpenTimeoutMs))
+    {
+        std::fclose(local);
+        return false;
+    }
+
+    QVariant sizeValue;
+    if (!cameraFeature->GetValue("FileSize", sizeValue) || sizeValue.toLongLong() < 0)
+        return _abortDownload(local);
+    const qint64 size = sizeValue.toLongLong();
+    const qint64 capacity = std::min(size, kChunkCapacity);
+    std::vector<unsigned char> staging;
+    staging.reserve(static_cast<size_t>(capacity));
+
+    bool writable = false;
+    const bool lengthWritable = cameraFeature->IsWritable("FileAccessLength", writable) && writable;
+    // Deliberately no clean-up here either: device file and local file stay open.
+    if (lengthWritable && !cameraFeature->SetValue("FileAccessLength", QVariant(capacity)))
+        return false;
+
+    const QString name = QString::fromUtf8(fileName);
+    qint64 offset = 0;
+    qint64 remaining = size;
+    while (remaining >= 1)
+    {
+        const qint64 n = std::min(remaining, capacity);
+        if (!cameraFeature->SetValue("FileAccessOffset", QVariant(offset)) ||
+            (n != capacity && lengthWritable && !cameraFeature->SetValue("FileAccessLength", QVariant(n))) ||
+            !_setText("FileOperationSelector", "Read") || !_execute(kChunkTimeoutMs) ||
+            !cameraFeature->GetRegisterValue("FileAccessBuffer", staging, static_cast<int>(n)) ||
+            staging.size() < static_cast<size_t>(n) ||
+            std::fwrite(staging.data(), 1, static_cast<size_t>(n), local) != static_cast<size_t>(n))
+            return _abortDownload(local);
+        remaining -= n;
+        offset += n;
+        *bytesWritten += static_cast<long>(n);
+        emit updateTransferProcess(remaining, name, kRead);
+    }
+
+    if (!_closeDeviceFile())
+        return _abortDownload(local);
+    std::fclose(local);
+    emit updateTransferProcess(0, name, kRead);
+    return true;
+}
+
+bool PXCamera::UploadBuffer(std::vector<unsigned char> data, const char* fileName, const char* fileSelector,
+                            long* bytesWritten)
+{
+    if (data.empty() || !fileName || !fileSelector || !bytesWritten)
+        return false;
+    if (!_setText("FileSelector", fileSelector))
+        return false;
+    bool hasFilename = false;
+    if (cameraFeature->HasFeature("Filename", hasFilename) && hasFilename && !_setText("Filename", fileName))
+        return false;
+    if (!_setText("FileOpenMode", "Write") || !_setText("FileOperationSelector", "Open") ||
+        !_execute(kUploadOpenTimeoutMs))
+        return false;
+
+    const qint64 total = static_cast<qint64>(data.size());
+    const qint64 capacity = std::min(total, kChunkCapacity);
+    bool writable = false;
+    const bool lengthWritable = cameraFeature->IsWritable("FileAccessLength", writable) && writable;
+    const QString name = QString::fromUtf8(fileName);
+    qint64 offset = 0;
+    // A chunk that fails ends the loop but not the upload: Close still runs, and the
+    // caller sees the shortfall in bytesWritten.
+    if (!lengthWritable || cameraFeature->SetValue("FileAccessLength", QVariant(capacity)))
+    {
+        std::vector<unsigned char> staging;
+        staging.reserve(static_cast<size_t>(capacity));
+        qint64 remaining = total;
+        while (remaining >= 1)
+        {
+            const qint64 n = std::min(capacity, remaining);
+            if (!cameraFeature->SetValue("FileAccessOffset", QVariant(offset)) ||
+                (capacity > n && lengthWritable && !cameraFeature->SetValue("FileAccessLength", QVariant(n))))
+                break;
+            staging.assign(data.begin() + offset, data.begin() + offset + n);
+            if (!cameraFeature->SetRegisterValue("FileAccessBuffer", staging, static_cast<int>(n)) ||
+                !_setText("FileOperationSelector", "Write") || !_execute(kChunkTimeoutMs))
+                break;
+            remaining -= n;
+            // Only a chunk followed by more than a chunk's worth is reported.
+            if (remaining > n)
+                emit updateTransferProcess(remaining, name, kWrite);
+            offset += n;
+        }
+    }
+
+    if (!_closeDeviceFile())
+        return false;
+    emit updateTransferProcess(0, name, kWrite);
+    *bytesWritten = static_cast<long>(offset);
+    return true;
+}
+
+bool PXCamera::UploadLocalFile(const char* fileName, const char* localPath, const char* fileSelector,
+                               long* bytesWritten)
+{
+    if (!fileName || !localPath || !bytesWritten)
+        return false;
+    *bytesWritten = 0;
+    std::FILE* local = std::fopen(localPath, "rb");
+    if (!local)
+        return false;
+    long size = -1;
+    if (std::fseek(local, 0, SEEK_END) != 0 || (size = std::ftell(local)) < 0 || std::fseek(local, 0, SEEK_SET) != 0)
+    {
+        std::fclose(local);
+        return false;
+    }
+    // The file is read straight into the vector that is handed on, so it is held once.
+    std::vector<unsigned char> content(static_cast<size_t>(size), 0);
+    if (size != 0 && std::fread(content.data(), 1, content.size(), local) < content.size())
+    {
+        std::fclose(local);
+        return false;
+    }
+    std::fclose(local);
+    return UploadBuffer(std::move(content), fileName, fileSelector, bytesWritten);
+}
+
+void PXCamera::DeleteDeviceFile(const char* fileName, const char* fileSelector)
+{
+    if (!fileName || !fileSelector)
+        return;
+    // Filename is required here: without it the device could not tell which file goes.
+    if (_setText("FileSelector", fileSelector) && _setText("Filename", fileName) && _setText("FileOpenMode", "Write") &&
+        _setText("FileOperationSelector", "Delete"))
+        _execute(kDeleteTimeoutMs);
+}
+
+void PXCamera::GetFileAccessMode(bool* readable, bool* writable)
+{
+    if (!readable || !writable)
+        return;
+    *readable = false;
+    *writable = false;
+    if (!cameraFeature)
+        return;
+    QVariant selector;
+    if (!cameraFeature->GetValue("FileSelector", selector))
+        return;
+    // The selected slot and the offered open modes are asked for but play no part in
+    // the answer.
+    cameraFeature->GetSubFeatures("FileOpenMode");
+    const bool r = _setText("FileOpenMode", "Read");
+    const bool w = _setText("FileOpenMode", "Write");
+    const bool rw = _setText("FileOpenMode", "ReadWrite");
+    // Inverted on purpose: a flag is true only when every mode that grants it was refused.
+    *writable = !w && !rw;
+    *readable = !r && !rw;
+}

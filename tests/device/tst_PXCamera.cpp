@@ -1,0 +1,444 @@
+// The camera object on simulated cameras: identity, byte order, packet size, user
+// sets, the camera manager, and whole-file transfers with their progress and failures.
+#include "../sdk/SimulatorFixture.h"
+#include "LocalFiles.h"
+
+#include "device/PXCameraManager.h"
+
+#include <GrbCPP/Stream.h>
+
+#include <QSignalSpy>
+#include <QtTest>
+
+namespace {
+
+const char* const kCameras = R"(
+camera id=GIGE model=M1 name="Gate cam" transport=gige capacity=100000000 firmware="Firmware 3.1"
+file selector=Userfile name=f0 size=0
+file selector=Userfile name=f1 size=1 seed=1
+file selector=Userfile name=f65536 size=65536 seed=2
+file selector=Userfile name=f65537 size=65537 seed=3
+file selector=Userfile name=f196608 size=196608 seed=4
+camera id=USB model=M2 transport=usb3
+camera id=TCP model=M3 transport=gige protocol=TCP
+camera id=RO model=M4 transport=usb3 access-length=ro slots=Slot
+file selector=Slot size=70000 seed=5
+camera id=NONAME model=M5 transport=usb3 slots=Slot without=Filename
+file selector=Slot size=100 seed=6
+camera id=MODES model=M6 transport=usb3
+feature name=FileOpenMode type=enum entries=Read:0,Write:1,ReadWrite:2 access=ro
+camera id=SMALL model=M7 transport=usb3 capacity=100000
+)";
+
+QByteArray content(int size)
+{
+    QByteArray bytes(size, Qt::Uninitialized);
+    for (int i = 0; i < size; ++i)
+        bytes[i] = static_cast<char>((i * 131) >> 3);
+    return bytes;
+}
+
+QList<qint64> progress(const QSignalSpy& spy, const QString& fileName, const QString& operation)
+{
+    QList<qint64> remaining;
+    for (const auto& args : spy)
+    {
+        remaining << args.at(0).toLongLong();
+        if (args.at(1).toString() != fileName || args.at(2).toString() != operation)
+            remaining << -1;
+    }
+    return remaining;
+}
+
+} // namespace
+
+class TestPXCamera : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init()
+    {
+        QVERIFY(m_sim.Start(kCameras));
+        m_api = std::make_shared<ApiController>();
+        m_manager = std::make_unique<PXCameraManager>(m_api);
+    }
+
+    void cleanup()
+    {
+        m_manager.reset();
+        m_api.reset();
+        m_sim.Stop();
+    }
+
+    void identityAndManager()
+    {
+        auto camera = open("GIGE");
+        QCOMPARE(camera->GetCameraName(), QStringLiteral("Gate cam"));
+        QCOMPARE(camera->GetCameraManufacturerInfo(), QStringLiteral("Firmware 3.1"));
+        QCOMPARE(camera->GetInfo(nullptr), GrbErrorType(GrbErrorBadParameter));
+        std::shared_ptr<GrbCPP::Frame> frame;
+        QVERIFY(camera->AcquireSingleImage(frame, 1000, GrbCPP::FrameAllocation_AnnounceFrame));
+        QVERIFY(!m_manager->Open("SIM-GEV::NOPE"));
+        QVERIFY(!m_manager->Open("SIM-GEV::GIGE")); // already open
+        QVERIFY(m_manager->Close("SIM-GEV::GIGE"));
+        QVERIFY(m_manager->Close("SIM-GEV::GIGE")); // closing a closed camera succeeds
+        QVERIFY(!m_manager->Close("SIM-GEV::NOPE"));
+    }
+
+    void byteOrder_data()
+    {
+        QTest::addColumn<QString>("id");
+        QTest::addColumn<bool>("bigEndian");
+        QTest::addColumn<QByteArray>("versionBytes");
+        QTest::addColumn<QByteArray>("writtenBytes");
+        QTest::newRow("GigE Vision") << "GIGE" << true << QByteArray("\x00\x01\x00\x02", 4)
+                                     << QByteArray("\x11\x22\x33\x44", 4);
+        QTest::newRow("USB3 Vision") << "USB" << false << QByteArray("\x02\x00\x01\x00", 4)
+                                     << QByteArray("\x44\x33\x22\x11", 4);
+    }
+
+    void byteOrder()
+    {
+        QFETCH(QString, id);
+        QFETCH(bool, bigEndian);
+        QFETCH(QByteArray, versionBytes);
+        QFETCH(QByteArray, writtenBytes);
+        auto camera = open(id);
+        QCOMPARE(camera->IsBigEndian(), bigEndian);
+        unsigned int value = 0;
+        QVERIFY(camera->ReadRegister(0, &value));
+        QCOMPARE(value, 0x00010002u);
+        QByteArray raw(4, '\0');
+        unsigned int size = 4;
+        QVERIFY(camera->Read(0, raw.data(), &size));
+        QCOMPARE(raw, versionBytes);
+        QVERIFY(camera->WriteRegister(0x100, 0x11223344u));
+        QVERIFY(camera->Read(0x100, raw.data(), &size));
+        QCOMPARE(raw, writtenBytes);
+        size = 0;
+        QVERIFY(!camera->Read(0, raw.data(), &size));
+        QVERIFY(!camera->Write(0, raw.data(), &size));
+        QVERIFY(!camera->ReadRegister(0, nullptr));
+    }
+
+    void packetSize_data()
+    {
+        QTest::addColumn<QString>("id");
+        QTest::addColumn<bool>("protocolReadFails");
+        QTest::addColumn<QVariant>("packetSize"); // invalid: the stream has no such feature
+        QTest::newRow("GigE over UDP") << "GIGE" << false << QVariant(qlonglong(9000));
+        QTest::newRow("GigE, protocol unreadable") << "GIGE" << true << QVariant(qlonglong(9000));
+        QTest::newRow("GigE over TCP") << "TCP" << false << QVariant(qlonglong(1500));
+        QTest::newRow("USB3 Vision") << "USB" << false << QVariant();
+    }
+
+    void packetSize()
+    {
+        QFETCH(QString, id);
+        QFETCH(bool, protocolReadFails);
+        QFETCH(QVariant, packetSize);
+        GrbCPP::CameraPtr sdkCamera = m_api->OpenCamera(extendedId(id));
+        QVERIFY(sdkCamera);
+        if (protocolReadFails)
+            QVERIFY(m_sim.World()->FailFeatureAccess(id.toStdString(), "GVSPProtocol", 1, GrbErrorTransportLayer, 0));
+        PXCamera camera(sdkCamera);
+        unsigned int count = 1;
+        std::vector<GrbCPP::StreamPtr> streams(1);
+        QCOMPARE(sdkCamera->GetStreams(streams.data(), count), GrbErrorType(GrbErrorSuccess));
+        PXFeatureContainer stream(streams.front());
+        QVariant value;
+        QCOMPARE(stream.GetValue("GVSPPacketSize", value), packetSize.isValid());
+        QCOMPARE(value, packetSize);
+    }
+
+    void saveToUserSet_data()
+    {
+        QTest::addColumn<QString>("selected");
+        QTest::addColumn<QString>("savedTo");
+        QTest::newRow("factory set selected") << "Default" << "UserSet1";
+        QTest::newRow("user set selected") << "UserSet2" << "UserSet2";
+    }
+
+    void saveToUserSet()
+    {
+        QFETCH(QString, selected);
+        QFETCH(QString, savedTo);
+        auto camera = open("USB");
+        PXCameraFeature* features = camera->cameraFeature;
+        QVERIFY(features->SetValue("UserSetSelector", selected));
+        QVERIFY(features->SetValue("Width", 64));
+        QVERIFY(camera->SaveToUserSet());
+        QVERIFY(features->SetValue("Width", 128));
+        QVariant value;
+        QVERIFY(features->GetValue("UserSetSelector", value));
+        QCOMPARE(value.toString(), savedTo);
+        QVERIFY(features->SetCommand("UserSetLoad", 0));
+        QVERIFY(features->GetValue("Width", value));
+        QCOMPARE(value, QVariant(qlonglong(64)));
+
+        QVERIFY(m_sim.World()->FailFeatureAccess("USB", "UserSetSelector", 1));
+        QVERIFY(!camera->SaveToUserSet());
+    }
+
+    void download_data()
+    {
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<QList<qint64>>("progress");
+        QTest::addColumn<qlonglong>("lastLength");
+        QTest::newRow("empty") << "f0" << QList<qint64>{0} << 0ll;
+        QTest::newRow("one byte") << "f1" << QList<qint64>{0, 0} << 1ll;
+        QTest::newRow("one full chunk") << "f65536" << QList<qint64>{0, 0} << 65536ll;
+        QTest::newRow("one byte over") << "f65537" << QList<qint64>{1, 0, 0} << 1ll;
+        QTest::newRow("three chunks") << "f196608" << QList<qint64>{131072, 65536, 0, 0} << 65536ll;
+    }
+
+    void download()
+    {
+        QFETCH(QString, file);
+        QFETCH(QList<qint64>, progress);
+        QFETCH(qlonglong, lastLength);
+        auto camera = open("GIGE");
+        QSignalSpy spy(camera.get(), &PXCamera::updateTransferProcess);
+        const QString local = m_sim.Path("download.bin");
+        long written = -1;
+        QVERIFY(camera->DownloadDeviceFile(qPrintable(local), qPrintable(file), "Userfile", &written));
+        const auto device = m_sim.DeviceFile("GIGE", "Userfile", qPrintable(file));
+        QCOMPARE(ReadLocal(local), *device);
+        QCOMPARE(written, long(device->size()));
+        QCOMPARE(::progress(spy, file, "Read"), progress);
+        QVariant length;
+        QVERIFY(camera->cameraFeature->GetValue("FileAccessLength", length));
+        QCOMPARE(length.toLongLong(), lastLength);
+        QVERIFY(!IsOpenInThisProcess(local));
+    }
+
+    void upload_data()
+    {
+        QTest::addColumn<int>("size");
+        QTest::addColumn<QList<qint64>>("progress");
+        QTest::newRow("one byte") << 1 << QList<qint64>{0};
+        QTest::newRow("one full chunk") << 65536 << QList<qint64>{0};
+        QTest::newRow("one byte over") << 65537 << QList<qint64>{0};
+        QTest::newRow("three chunks") << 196608 << QList<qint64>{131072, 0};
+    }
+
+    void upload()
+    {
+        QFETCH(int, size);
+        QFETCH(QList<qint64>, progress);
+        auto camera = open("GIGE");
+        QSignalSpy spy(camera.get(), &PXCamera::updateTransferProcess);
+        const QString local = m_sim.Path("upload.bin");
+        QVERIFY(WriteLocal(local, content(size)));
+        long written = -1;
+        QVERIFY(camera->UploadLocalFile("up.bin", qPrintable(local), "Userfile", &written));
+        QCOMPARE(written, long(size));
+        QCOMPARE(*m_sim.DeviceFile("GIGE", "Userfile", "up.bin"), content(size));
+        QCOMPARE(::progress(spy, "up.bin", "Write"), progress);
+    }
+
+    void uploadOfNothingTouchesNoDevice()
+    {
+        auto camera = open("GIGE");
+        QSignalSpy spy(camera.get(), &PXCamera::updateTransferProcess);
+        long written = -1;
+        QVERIFY(!camera->UploadBuffer({}, "up.bin", "Userfile", &written));
+        QCOMPARE(written, -1L);
+        const QString empty = m_sim.Path("empty.bin");
+        QVERIFY(WriteLocal(empty, QByteArray()));
+        QVERIFY(!camera->UploadLocalFile("up.bin", qPrintable(empty), "Userfile", &written));
+        QCOMPARE(written, 0L);
+        QVERIFY(!camera->UploadLocalFile("up.bin", qPrintable(m_sim.Path("missing.bin")), "Userfile", &written));
+        QVERIFY(!m_sim.DeviceFile("GIGE", "Userfile", "up.bin"));
+        QCOMPARE(spy.count(), 0);
+    }
+
+    void downloadFailures_data()
+    {
+        QTest::addColumn<QString>("feature");
+        QTest::addColumn<int>("nth");
+        QTest::addColumn<int>("rawLimit");
+        QTest::addColumn<int>("written");
+        QTest::addColumn<bool>("localLeftOpen");
+        QTest::addColumn<bool>("deviceLeftOpen");
+        // FileOperationSelector and FileOperationExecute are used by Open (1st), the three
+        // chunks (2nd to 4th) and Close (5th).
+        QTest::newRow("selector") << "FileSelector" << 1 << 0 << 0 << false << false;
+        QTest::newRow("file name") << "Filename" << 1 << 0 << 0 << true << false;
+        QTest::newRow("open mode") << "FileOpenMode" << 1 << 0 << 0 << false << false;
+        QTest::newRow("open selection") << "FileOperationSelector" << 1 << 0 << 0 << false << false;
+        QTest::newRow("open") << "FileOperationExecute" << 1 << 0 << 0 << false << false;
+        QTest::newRow("size") << "FileSize" << 1 << 0 << 0 << false << false;
+        QTest::newRow("length") << "FileAccessLength" << 1 << 0 << 0 << true << true;
+        QTest::newRow("second offset") << "FileAccessOffset" << 2 << 0 << 65536 << false << false;
+        QTest::newRow("second read selection") << "FileOperationSelector" << 3 << 0 << 65536 << false << false;
+        QTest::newRow("second read") << "FileOperationExecute" << 3 << 0 << 65536 << false << false;
+        QTest::newRow("second buffer") << "FileAccessBuffer" << 2 << 0 << 65536 << false << false;
+        QTest::newRow("short buffer") << "" << 0 << 65535 << 0 << false << false;
+        QTest::newRow("close selection") << "FileOperationSelector" << 5 << 0 << 196608 << false << false;
+        QTest::newRow("close") << "FileOperationExecute" << 5 << 0 << 196608 << false << false;
+    }
+
+    void downloadFailures()
+    {
+        QFETCH(QString, feature);
+        QFETCH(int, nth);
+        QFETCH(int, rawLimit);
+        QFETCH(int, written);
+        QFETCH(bool, localLeftOpen);
+        QFETCH(bool, deviceLeftOpen);
+        auto camera = open("GIGE");
+        if (nth)
+            QVERIFY(m_sim.World()->FailFeatureAccess("GIGE", feature.toStdString(), unsigned(nth)));
+        if (rawLimit)
+            QVERIFY(m_sim.World()->SetRawReadLimit("GIGE", "FileAccessBuffer", unsigned(rawLimit)));
+        const QString local = m_sim.Path(QStringLiteral("failed-%1.bin").arg(QTest::currentDataTag()));
+        long bytesWritten = -1;
+        QVERIFY(!camera->DownloadDeviceFile(qPrintable(local), "f196608", "Userfile", &bytesWritten));
+        QCOMPARE(bytesWritten, long(written));
+        QCOMPARE(IsOpenInThisProcess(local), localLeftOpen);
+        QCOMPARE(ReadLocal(local), m_sim.DeviceFile("GIGE", "Userfile", "f196608")->left(written));
+        m_sim.World()->SetRawReadLimit("GIGE", "FileAccessBuffer", 0);
+        QCOMPARE(camera->DownloadDeviceFile(qPrintable(m_sim.Path("probe.bin")), "f1", "Userfile", &bytesWritten),
+                 !deviceLeftOpen);
+    }
+
+    void downloadWithoutArguments()
+    {
+        auto camera = open("GIGE");
+        long written = -1;
+        QVERIFY(!camera->DownloadDeviceFile(nullptr, "f1", "Userfile", &written));
+        QCOMPARE(written, -1L);
+        QVERIFY(!camera->DownloadDeviceFile(qPrintable(m_sim.Path("no/such/dir/x")), "f1", "Userfile", &written));
+        QCOMPARE(written, 0L);
+    }
+
+    void uploadFailures_data()
+    {
+        QTest::addColumn<QString>("id");
+        QTest::addColumn<QString>("feature");
+        QTest::addColumn<int>("nth");
+        QTest::addColumn<bool>("result");
+        QTest::addColumn<int>("written");
+        QTest::addColumn<int>("onDevice"); // -1: no such device file
+        QTest::addColumn<bool>("deviceLeftOpen");
+        QTest::newRow("selector") << "GIGE" << "FileSelector" << 1 << false << 0 << -1 << false;
+        QTest::newRow("file name") << "GIGE" << "Filename" << 1 << false << 0 << -1 << false;
+        QTest::newRow("open mode") << "GIGE" << "FileOpenMode" << 1 << false << 0 << -1 << false;
+        QTest::newRow("open selection") << "GIGE" << "FileOperationSelector" << 1 << false << 0 << -1 << false;
+        QTest::newRow("open") << "GIGE" << "FileOperationExecute" << 1 << false << 0 << -1 << false;
+        QTest::newRow("length") << "GIGE" << "FileAccessLength" << 1 << true << 0 << 0 << false;
+        QTest::newRow("second offset") << "GIGE" << "FileAccessOffset" << 2 << true << 65536 << 65536 << false;
+        QTest::newRow("second buffer") << "GIGE" << "FileAccessBuffer" << 2 << true << 65536 << 65536 << false;
+        QTest::newRow("second write selection") << "GIGE" << "FileOperationSelector" << 3 << true << 65536 << 65536
+                                                << false;
+        QTest::newRow("second write") << "GIGE" << "FileOperationExecute" << 3 << true << 65536 << 65536 << false;
+        QTest::newRow("file system full") << "SMALL" << "" << 0 << true << 65536 << 65536 << false;
+        QTest::newRow("close selection") << "GIGE" << "FileOperationSelector" << 5 << false << 0 << 196608 << true;
+        QTest::newRow("close") << "GIGE" << "FileOperationExecute" << 5 << false << 0 << 196608 << true;
+    }
+
+    void uploadFailures()
+    {
+        QFETCH(QString, id);
+        QFETCH(QString, feature);
+        QFETCH(int, nth);
+        QFETCH(bool, result);
+        QFETCH(int, written);
+        QFETCH(int, onDevice);
+        QFETCH(bool, deviceLeftOpen);
+        auto camera = open(id);
+        QSignalSpy spy(camera.get(), &PXCamera::updateTransferProcess);
+        if (nth)
+            QVERIFY(m_sim.World()->FailFeatureAccess(id.toStdString(), feature.toStdString(), unsigned(nth)));
+        const QString local = m_sim.Path("upload.bin");
+        QVERIFY(WriteLocal(local, content(196608)));
+        long bytesWritten = -1;
+        QCOMPARE(camera->UploadLocalFile("up.bin", qPrintable(local), "Userfile", &bytesWritten), result);
+        QCOMPARE(bytesWritten, long(written));
+        const auto device = m_sim.DeviceFile(qPrintable(id), "Userfile", "up.bin");
+        QCOMPARE(device ? device->size() : -1, onDevice);
+        if (device)
+            QCOMPARE(*device, content(onDevice));
+        QCOMPARE(!spy.isEmpty() && spy.last().at(0).toLongLong() == 0, result);
+        QCOMPARE(camera->UploadBuffer({1}, "probe", "Userfile", &bytesWritten), !deviceLeftOpen);
+    }
+
+    void transfersWithoutNameOrWritableLength_data()
+    {
+        QTest::addColumn<QString>("id");
+        QTest::addColumn<int>("uploadSize");
+        // Whole chunks only: with a read-only length each chunk goes by the device's own length.
+        QTest::newRow("read-only FileAccessLength") << "RO" << 131072;
+        QTest::newRow("no Filename feature") << "NONAME" << 70001;
+    }
+
+    void transfersWithoutNameOrWritableLength()
+    {
+        QFETCH(QString, id);
+        QFETCH(int, uploadSize);
+        auto camera = open(id);
+        const QString local = m_sim.Path("slot.bin");
+        long written = 0;
+        QVERIFY(camera->DownloadDeviceFile(qPrintable(local), "ignored", "Slot", &written));
+        QCOMPARE(ReadLocal(local), *m_sim.DeviceFile(qPrintable(id), "Slot", ""));
+        QVERIFY(camera->UploadBuffer(std::vector<unsigned char>(size_t(uploadSize), 7), "ignored", "Slot", &written));
+        QCOMPARE(written, long(uploadSize));
+        QCOMPARE(*m_sim.DeviceFile(qPrintable(id), "Slot", ""), QByteArray(uploadSize, 7));
+    }
+
+    void deleteFiles()
+    {
+        auto camera = open("GIGE");
+        camera->DeleteDeviceFile("f1", "Userfile");
+        QVERIFY(!m_sim.DeviceFile("GIGE", "Userfile", "f1"));
+        QVERIFY(m_sim.DeviceFile("GIGE", "Userfile", "f0"));
+        camera->DeleteDeviceFile("f1", "Userfile"); // gone already: nothing to report
+        camera->DeleteDeviceFile(nullptr, "Userfile");
+
+        auto noName = open("NONAME");
+        noName->DeleteDeviceFile("Slot", "Slot");
+        QVERIFY(m_sim.DeviceFile("NONAME", "Slot", ""));
+    }
+
+    void fileAccessModeProbe_data()
+    {
+        QTest::addColumn<QString>("id");
+        QTest::addColumn<bool>("flags");
+        QTest::newRow("every mode accepted") << "USB" << false;
+        QTest::newRow("every mode refused") << "MODES" << true;
+    }
+
+    void fileAccessModeProbe()
+    {
+        QFETCH(QString, id);
+        QFETCH(bool, flags);
+        auto camera = open(id);
+        bool readable = !flags, writable = !flags;
+        camera->GetFileAccessMode(&readable, &writable);
+        QCOMPARE(readable, flags);
+        QCOMPARE(writable, flags);
+    }
+
+private:
+    static QString extendedId(const QString& id)
+    {
+        return (id == "GIGE" || id == "TCP" ? "SIM-GEV::" : "SIM-U3V::") + id;
+    }
+
+    std::unique_ptr<PXCamera> open(const QString& id)
+    {
+        std::unique_ptr<PXCamera> camera(m_manager->Open(extendedId(id)));
+        if (!camera)
+            qFatal("camera %s did not open", qPrintable(id));
+        return camera;
+    }
+
+    SimulatorFixture m_sim;
+    std::shared_ptr<ApiController> m_api;
+    std::unique_ptr<PXCameraManager> m_manager;
+};
+
+QTEST_GUILESS_MAIN(TestPXCamera)
+#include "tst_PXCamera.moc"
