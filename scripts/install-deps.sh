@@ -6,6 +6,9 @@ packages=(
     build-essential cmake ninja-build pkg-config
     qtbase5-dev qtbase5-dev-tools libqt5concurrent5
     xvfb xauth iproute2
+    libaravis-dev aravis-tools
+    # aravis-0.8.pc requires libusb-1.0, which libaravis-dev does not pull in.
+    libusb-1.0-0-dev
 )
 
 missing=()

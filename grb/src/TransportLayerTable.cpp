@@ -1,5 +1,6 @@
 #include "TransportLayerTable.h"
 
+#include "../aravis/AravisDriver.h"
 #include "../sim/SimulatorDriver.h"
 
 #include <cstdlib>
@@ -21,6 +22,12 @@ const std::vector<Row>& rows()
     static const std::vector<Row> table{
         {"simulator", true, [](const std::string& configuration, std::string& error) {
              return sim::SimulatorDriver::Create(configuration, error);
+         }},
+        {"GigE Vision", false, [](const std::string&, std::string&) {
+             return aravis::AravisDriver::Create(GrbTransportLayerGEV);
+         }},
+        {"USB3 Vision", false, [](const std::string&, std::string&) {
+             return aravis::AravisDriver::Create(GrbTransportLayerU3V);
          }},
     };
     return table;

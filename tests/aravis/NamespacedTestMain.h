@@ -1,0 +1,22 @@
+// The main function of a test that lets Aravis discover: it enters its own network
+// namespace before anything else runs, and the test class skips when it could not.
+#ifndef TESTS_ARAVIS_NAMESPACEDTESTMAIN_H
+#define TESTS_ARAVIS_NAMESPACEDTESTMAIN_H
+
+#include "NetworkNamespace.h"
+
+#include <QCoreApplication>
+#include <QtTest>
+
+// Camera A answers on the first address, camera B on the second.
+#define ARAVIS_NAMESPACED_TEST_MAIN(TestClass)                                                                         \
+    int main(int argc, char** argv)                                                                                    \
+    {                                                                                                                  \
+        QString reason;                                                                                                \
+        const bool isolated = NetworkNamespace::Enter({QStringLiteral("127.0.0.2")}, reason);                         \
+        QCoreApplication app(argc, argv);                                                                              \
+        TestClass test(isolated ? QString() : reason);                                                                 \
+        return QTest::qExec(&test, argc, argv);                                                                        \
+    }
+
+#endif

@@ -1,0 +1,334 @@
+// The tool's own camera access (ApiController, PXCameraManager, PXCamera) over the
+// GigE Vision transport layer, against Aravis's fake camera on loopback inside the
+// test's own network namespace.
+#include "CameraHolder.h"
+#include "FakeCamera.h"
+#include "NamespacedTestMain.h"
+
+#include "device/PXCamera.h"
+#include "device/PXCameraManager.h"
+#include "sdk/ApiController.h"
+
+#include <QFileInfo>
+#include <QSignalSpy>
+
+#include <memory>
+
+namespace {
+
+constexpr int kPatienceMs = 10000;
+
+// The last record among the spy's signals that names the camera.
+CameraInfoMap lastRecordOf(const QSignalSpy& spy, const QString& extendedId)
+{
+    for (int i = spy.count() - 1; i >= 0; --i)
+    {
+        const CameraInfoMap record = spy.at(i).at(0).value<CameraInfoMap>();
+        if (record.value(QStringLiteral("Extended ID")).toString() == extendedId)
+            return record;
+    }
+    return {};
+}
+
+std::vector<unsigned char> bytes(const QByteArray& data)
+{
+    return std::vector<unsigned char>(data.begin(), data.end());
+}
+
+} // namespace
+
+class TestAravisDevice : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit TestAravisDevice(QString skipReason)
+        : m_skipReason(std::move(skipReason))
+    {
+    }
+
+private slots:
+    void initTestCase();
+    void cleanupTestCase();
+    void cleanup();
+
+    void recordsHaveEveryField_data();
+    void recordsHaveEveryField();
+    void registersInTheCamerasByteOrder();
+    void memoryAtOddAddressesAndSizes();
+    void featureWrites_data();
+    void featureWrites();
+    void featureDescriptions();
+    void registerFeature();
+    void commandsWaitForCompletion();
+    void singleImage();
+    void heldCameraIsGreyedOutAndRefused();
+    void hotPlugSignals();
+
+private:
+    PXCamera* _Open(const FakeCamera& camera);
+
+    QString m_skipReason;
+    std::unique_ptr<FakeCamera> m_a;
+    std::unique_ptr<FakeCamera> m_b;
+    std::shared_ptr<ApiController> m_controller;
+    std::unique_ptr<PXCameraManager> m_manager;
+    std::unique_ptr<QSignalSpy> m_errors;
+    std::vector<std::pair<QString, PXCamera*>> m_opened;
+};
+
+PXCamera* TestAravisDevice::_Open(const FakeCamera& camera)
+{
+    PXCamera* opened = m_manager->Open(camera.ExtendedId());
+    if (opened)
+        m_opened.emplace_back(camera.ExtendedId(), opened);
+    return opened;
+}
+
+void TestAravisDevice::initTestCase()
+{
+    if (!m_skipReason.isEmpty())
+        QSKIP(qPrintable(m_skipReason));
+    if (FakeCamera::Program().isEmpty())
+        QSKIP("arv-fake-gv-camera-0.8 is not installed (Debian package aravis-tools)");
+    qunsetenv("GRB_SIMULATOR");
+    m_a = std::make_unique<FakeCamera>(QStringLiteral("127.0.0.1"), QStringLiteral("PXA"),
+                                       QStringLiteral(ARAVIS_TEST_DESCRIPTION));
+    m_b = std::make_unique<FakeCamera>(QStringLiteral("127.0.0.2"), QStringLiteral("PXB"));
+    QString error;
+    QVERIFY2(m_a->Start(error), qPrintable(error));
+    QVERIFY2(m_b->Start(error), qPrintable(error));
+    QCOMPARE(GrbCPP::GrbSystem::GetInstance().Startup(), GrbErrorSuccess);
+    m_controller = std::make_shared<ApiController>();
+    m_errors = std::make_unique<QSignalSpy>(m_controller.get(), &ApiController::ApiError);
+    QCOMPARE(m_controller->enableAutomaticDiscovery(true), GrbErrorSuccess);
+    m_manager = std::make_unique<PXCameraManager>(m_controller);
+}
+
+void TestAravisDevice::cleanupTestCase()
+{
+    m_manager.reset();
+    if (m_controller)
+        m_controller->enableAutomaticDiscovery(false);
+    m_errors.reset();
+    m_controller.reset();
+    GrbCPP::GrbSystem::GetInstance().Shutdown();
+    m_a.reset();
+    m_b.reset();
+}
+
+void TestAravisDevice::cleanup()
+{
+    for (auto& opened : m_opened)
+    {
+        delete opened.second;
+        m_manager->Close(opened.first);
+    }
+    m_opened.clear();
+    if (m_errors)
+        m_errors->clear();
+}
+
+void TestAravisDevice::recordsHaveEveryField_data()
+{
+    QTest::addColumn<QString>("serial");
+    QTest::newRow("camera A") << "PXA";
+    QTest::newRow("camera B") << "PXB";
+}
+
+void TestAravisDevice::recordsHaveEveryField()
+{
+    QFETCH(QString, serial);
+    const QString extendedId = QStringLiteral("GEV::Aravis-Fake-") + serial;
+    CameraInfoMap record;
+    int seen = 0;
+    for (const GrbCPP::CameraPtr& camera : m_controller->UpdateCamerasList())
+    {
+        const CameraInfoMap candidate = m_controller->GetCameraInfo(camera);
+        if (candidate.value(QStringLiteral("Extended ID")).toString() == extendedId)
+        {
+            record = candidate;
+            ++seen;
+        }
+    }
+    QCOMPARE(seen, 1);
+    QCOMPARE(record.value("Camera ID").toString(), QStringLiteral("Aravis-Fake-") + serial);
+    QCOMPARE(record.value("Model Name").toString(), QStringLiteral("Fake"));
+    QCOMPARE(record.value("Camera Name").toString(), QStringLiteral("Fake"));
+    QCOMPARE(record.value("Serial No.").toString(), serial);
+    QCOMPARE(record.value("Interface").toString(), QStringLiteral("lo"));
+    QCOMPARE(record.value("Transport Layer").toString(), QStringLiteral("GigE Vision TL"));
+    QVERIFY(QFileInfo::exists(record.value("TL Path").toString()));
+    QCOMPARE(record.value("Full Access").type(), QVariant::Bool);
+    QVERIFY(record.value("Full Access").toBool());
+    QCOMPARE(record.size(), 9);
+    QCOMPARE(m_errors->count(), 0);
+}
+
+void TestAravisDevice::registersInTheCamerasByteOrder()
+{
+    PXCamera* camera = _Open(*m_a);
+    QVERIFY(camera);
+    QVERIFY(camera->IsBigEndian());
+    QVERIFY(camera->cameraFeature->SetValue("Width", 320));
+    unsigned int value = 0;
+    QVERIFY(camera->ReadRegister(0x100, &value));
+    QCOMPARE(value, 320u);
+    QVERIFY(camera->WriteRegister(0x104, 100));
+    QVariant height;
+    QVERIFY(camera->cameraFeature->GetValue("Height", height));
+    QCOMPARE(height.toLongLong(), 100LL);
+}
+
+void TestAravisDevice::memoryAtOddAddressesAndSizes()
+{
+    PXCamera* camera = _Open(*m_a);
+    QVERIFY(camera);
+    const QByteArray background(16, '\x11');
+    unsigned int size = 16;
+    QVERIFY(camera->Write(0x1400, background.constData(), &size));
+    const QByteArray data("\xA1\xA2\xA3\xA4\xA5", 5);
+    size = 5;
+    QVERIFY(camera->Write(0x1403, data.constData(), &size));
+    QByteArray read(16, '\0');
+    size = 16;
+    QVERIFY(camera->Read(0x1400, read.data(), &size));
+    QCOMPARE(read, QByteArray(3, '\x11') + data + QByteArray(8, '\x11'));
+}
+
+void TestAravisDevice::featureWrites_data()
+{
+    QTest::addColumn<QString>("feature");
+    QTest::addColumn<QVariant>("value");
+    QTest::addColumn<bool>("written");
+    QTest::newRow("integer") << "Width" << QVariant(128) << true;
+    QTest::newRow("integer off its increment") << "Width" << QVariant(129) << false;
+    QTest::newRow("float") << "Gain" << QVariant(3.5) << true;
+    QTest::newRow("enumeration by name") << "PixelFormat" << QVariant(QStringLiteral("Mono16")) << true;
+    QTest::newRow("unavailable entry") << "PixelFormat" << QVariant(QStringLiteral("RGB8")) << false;
+    QTest::newRow("enumeration by value") << "PixelFormat" << QVariant(17301505) << true;
+    QTest::newRow("boolean") << "ReverseX" << QVariant(true) << true;
+    QTest::newRow("string") << "DeviceUserID" << QVariant(QStringLiteral("Lab")) << true;
+    QTest::newRow("unknown feature") << "Missing" << QVariant(1) << false;
+}
+
+void TestAravisDevice::featureWrites()
+{
+    QFETCH(QString, feature);
+    QFETCH(QVariant, value);
+    QFETCH(bool, written);
+    PXCamera* camera = _Open(*m_a);
+    QVERIFY(camera);
+    const QByteArray name = feature.toLatin1();
+    QVariant before;
+    camera->cameraFeature->GetValue(name.constData(), before);
+    QCOMPARE(camera->cameraFeature->SetValue(name.constData(), value), written);
+    QVariant after;
+    const bool readable = camera->cameraFeature->GetValue(name.constData(), after);
+    QCOMPARE(readable, feature != "Missing");
+    if (!readable)
+        return;
+    if (!written)
+        QCOMPARE(after, before);
+    else if (value.type() == QVariant::Int && after.type() == QVariant::String)
+        QCOMPARE(after.toString(), QStringLiteral("Mono8")); // the entry of that value
+    else
+        QCOMPARE(after.toString(), value.toString());
+}
+
+void TestAravisDevice::featureDescriptions()
+{
+    PXCamera* camera = _Open(*m_a);
+    QVERIFY(camera);
+    QCOMPARE(camera->cameraFeature->GetSubFeatures("PixelFormat"), QStringList({"Mono8", "BayerRG8", "Mono16"}));
+    QVariant min, max, inc;
+    QVERIFY(camera->cameraFeature->GetFeatureRange("Width", min, max, inc));
+    QCOMPARE(min.toLongLong(), 16LL);
+    QCOMPARE(max.toLongLong(), 2048LL);
+    QCOMPARE(inc.toLongLong(), 16LL);
+    bool writable = true;
+    QVERIFY(camera->cameraFeature->IsWritable("OffsetX", writable));
+    QVERIFY(!writable);
+    bool exists = true;
+    QVERIFY(camera->cameraFeature->HasFeature("NoSuchFeature", exists));
+    QVERIFY(!exists);
+}
+
+void TestAravisDevice::registerFeature()
+{
+    PXCamera* camera = _Open(*m_a);
+    QVERIFY(camera);
+    const QByteArray data("Thirty-seven bytes of register, odd.!", 37);
+    QVERIFY(camera->cameraFeature->SetRegisterValue("TestRaw", bytes(data), 37));
+    std::vector<unsigned char> read;
+    QVERIFY(camera->cameraFeature->GetRegisterValue("TestRaw", read, 1));
+    QCOMPARE(read, bytes(data));
+    QVERIFY(!camera->cameraFeature->SetRegisterValue("TestRawReadOnly", bytes("abc"), 3));
+}
+
+void TestAravisDevice::commandsWaitForCompletion()
+{
+    PXCamera* camera = _Open(*m_a);
+    QVERIFY(camera);
+    QVERIFY(camera->cameraFeature->SetCommand("AcquisitionStop", 2000));
+    QVERIFY(camera->cameraFeature->SetCommand("TestCommand", 0));
+    // The fake camera never clears the register: not done after one more query.
+    QVERIFY(!camera->cameraFeature->SetCommand("TestCommand", 1));
+}
+
+void TestAravisDevice::singleImage()
+{
+    PXCamera* camera = _Open(*m_a);
+    QVERIFY(camera);
+    QVERIFY(camera->cameraFeature->SetValue("Width", 32));
+    QVERIFY(camera->cameraFeature->SetValue("Height", 8));
+    QVERIFY(camera->cameraFeature->SetValue("PixelFormat", QStringLiteral("Mono8")));
+    std::shared_ptr<GrbCPP::Frame> frame;
+    QVERIFY(camera->AcquireSingleImage(frame, 3000, GrbCPP::FrameAllocation_AnnounceFrame));
+    uint32_t size = 0;
+    QCOMPARE(frame->GetBufferSize(size), GrbErrorSuccess);
+    QCOMPARE(size, 32u * 8u);
+}
+
+void TestAravisDevice::heldCameraIsGreyedOutAndRefused()
+{
+    QSignalSpy changes(m_controller.get(), &ApiController::CameraOpenStateChanged);
+    const QString id = m_b->ExtendedId();
+    CameraHolder holder;
+    QString error;
+    QVERIFY2(holder.Hold(m_b->Address(), error), qPrintable(error));
+    QTRY_VERIFY_WITH_TIMEOUT(lastRecordOf(changes, id).contains("Full Access"), kPatienceMs);
+    QCOMPARE(lastRecordOf(changes, id).value("Full Access").toBool(), false);
+
+    QVERIFY(!_Open(*m_b));
+    QCOMPARE(m_errors->count(), 1);
+    QCOMPARE(m_errors->at(0).at(0).toString(), QStringLiteral("Failed to open camera %1 (error: Invalid access.)").arg(id));
+
+    changes.clear();
+    holder.Release();
+    QTRY_VERIFY_WITH_TIMEOUT(lastRecordOf(changes, id).contains("Full Access"), kPatienceMs);
+    QCOMPARE(lastRecordOf(changes, id).value("Full Access").toBool(), true);
+    QVERIFY(_Open(*m_b));
+}
+
+void TestAravisDevice::hotPlugSignals()
+{
+    QSignalSpy removed(m_controller.get(), &ApiController::CameraRemoved);
+    QSignalSpy added(m_controller.get(), &ApiController::CameraAdded);
+    const QString id = m_b->ExtendedId();
+    m_b->Stop();
+    QTRY_VERIFY_WITH_TIMEOUT(!lastRecordOf(removed, id).isEmpty(), kPatienceMs);
+    QCOMPARE(lastRecordOf(removed, id).value("Camera Name").toString(), QStringLiteral("Fake"));
+
+    QString error;
+    QVERIFY2(m_b->Start(error), qPrintable(error));
+    QTRY_VERIFY_WITH_TIMEOUT(!lastRecordOf(added, id).isEmpty(), kPatienceMs);
+    const CameraInfoMap record = lastRecordOf(added, id);
+    QCOMPARE(record.value("Serial No.").toString(), m_b->Serial());
+    QVERIFY(record.value("Full Access").toBool());
+    QVERIFY(lastRecordOf(removed, m_a->ExtendedId()).isEmpty());
+}
+
+ARAVIS_NAMESPACED_TEST_MAIN(TestAravisDevice)
+
+#include "tst_aravis_device.moc"
