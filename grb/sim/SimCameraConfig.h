@@ -36,7 +36,7 @@ struct SimCameraConfig
     bool accessLengthWritable = true;
     std::string streamProtocol = "UDP";
     int resetDelayMs = 1000;
-    std::vector<std::string> slots;
+    std::vector<std::string> slotNames;
     std::vector<std::string> without;
     std::vector<SimFileConfig> files;
     // Extra camera features, added after the standard ones (a same name replaces).

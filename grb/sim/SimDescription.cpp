@@ -255,7 +255,7 @@ bool parseCamera(const Fields& f, SimCameraConfig& c, std::string& error)
                 error = "slot names must be given and differ from Userfile and Firmware";
                 return false;
             }
-            c.slots.push_back(slot);
+            c.slotNames.push_back(slot);
         }
     }
     if (f.count("without"))
@@ -278,7 +278,7 @@ bool parseFile(const Fields& f, SimCameraConfig& c, std::string& error)
             return false;
         }
     }
-    else if (std::find(c.slots.begin(), c.slots.end(), file.selector) == c.slots.end())
+    else if (std::find(c.slotNames.begin(), c.slotNames.end(), file.selector) == c.slotNames.end())
     {
         error = "selector " + file.selector + " is neither Userfile nor a slot of this camera";
         return false;

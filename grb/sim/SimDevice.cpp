@@ -29,7 +29,7 @@ void putText(std::vector<uint8_t>& memory, uint32_t address, const std::string& 
 SimDevice::SimDevice(const SimCameraConfig& config, SimDeviceEvents* events)
     : m_config(config)
     , m_events(events)
-    , m_files(config.capacity, config.slots)
+    , m_files(config.capacity, config.slotNames)
     , m_memory(kMemorySize, 0)
 {
     for (const auto& file : config.files)

@@ -4,9 +4,9 @@
 
 namespace grb::sim {
 
-SimFileSystem::SimFileSystem(uint64_t capacity, std::vector<std::string> slots)
+SimFileSystem::SimFileSystem(uint64_t capacity, std::vector<std::string> slotNames)
     : m_capacity(capacity)
-    , m_slotOrder(std::move(slots))
+    , m_slotOrder(std::move(slotNames))
 {
 }
 

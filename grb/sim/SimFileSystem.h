@@ -16,7 +16,7 @@ public:
     static constexpr const char* kUserfile = "Userfile";
     static constexpr const char* kFirmware = "Firmware";
 
-    SimFileSystem(uint64_t capacity, std::vector<std::string> slots);
+    SimFileSystem(uint64_t capacity, std::vector<std::string> slotNames);
 
     // "Userfile", the slots, "Firmware": the device's FileSelector order.
     std::vector<std::string> SelectorEntries() const;

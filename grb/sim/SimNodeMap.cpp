@@ -332,6 +332,33 @@ GrbErrorType SimNodeMap::SetRaw(const std::string& name, const uint8_t* data, ui
     return f->afterWrite ? f->afterWrite(*f) : GrbErrorSuccess;
 }
 
+GrbErrorType SimNodeMap::GetRawPart(const std::string& name, uint32_t offset, uint8_t* buffer, uint32_t length)
+{
+    SimFeature* f = nullptr;
+    GrbErrorType err = _Access(name, GrbFeatureDataRaw, false, f);
+    if (err != GrbErrorSuccess)
+        return err;
+    if (offset > f->raw.size() || length > f->raw.size() - offset || (length > 0 && !buffer))
+        return GrbErrorInvalidValue;
+    if (length > 0)
+        std::memcpy(buffer, f->raw.data() + offset, length);
+    return GrbErrorSuccess;
+}
+
+GrbErrorType SimNodeMap::SetRawPart(const std::string& name, uint32_t offset, const uint8_t* data, uint32_t length)
+{
+    SimFeature* f = nullptr;
+    GrbErrorType err = _Access(name, GrbFeatureDataRaw, true, f);
+    if (err != GrbErrorSuccess)
+        return err;
+    if (offset > f->raw.size() || length > f->raw.size() - offset || (length > 0 && !data))
+        return GrbErrorInvalidValue;
+    if (length > 0)
+        std::memcpy(f->raw.data() + offset, data, length);
+    f->rawWritten = offset + length;
+    return f->afterWrite ? f->afterWrite(*f) : GrbErrorSuccess;
+}
+
 void SimNodeMap::Store(const std::string& name, int64_t value)
 {
     if (SimFeature* f = Find(name))

@@ -44,6 +44,11 @@ public:
     GrbErrorType IsCommandDone(const std::string& name, bool& done);
     GrbErrorType GetRaw(const std::string& name, std::vector<uint8_t>& value);
     GrbErrorType SetRaw(const std::string& name, const uint8_t* data, uint32_t length);
+    // A piece of a raw feature, for a transport that maps it to registers and moves it in
+    // packets. The piece must lie inside the feature; each piece counts as one access,
+    // and a written piece's end is what the last raw write put in.
+    GrbErrorType GetRawPart(const std::string& name, uint32_t offset, uint8_t* buffer, uint32_t length);
+    GrbErrorType SetRawPart(const std::string& name, uint32_t offset, const uint8_t* data, uint32_t length);
 
     // For the device model: value changes that bypass access modes, ranges and faults.
     void Store(const std::string& name, int64_t value);

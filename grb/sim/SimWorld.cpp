@@ -359,9 +359,11 @@ void SimWorld::_Scheduler()
         }
         auto next = std::min_element(m_pending.begin(), m_pending.end(),
                                      [](const Pending& a, const Pending& b) { return a.due < b.due; });
-        if (std::chrono::steady_clock::now() < next->due)
+        // A copy: while this waits, another reset may grow m_pending and move its elements.
+        const auto due = next->due;
+        if (std::chrono::steady_clock::now() < due)
         {
-            m_wake.wait_until(lock, next->due);
+            m_wake.wait_until(lock, due);
             continue;
         }
         SimDevice* device = next->device;

@@ -1,0 +1,287 @@
+#include "CameraDiscoveryWidget.h"
+
+#include "CameraTreeModel.h"
+#include "sdk/ApiController.h"
+
+#include <GrbCPP/GrbSystem.h>
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QPushButton>
+#include <QSpacerItem>
+#include <QStackedWidget>
+#include <QTreeView>
+#include <QVBoxLayout>
+#include <QtConcurrent>
+
+namespace {
+
+const QString& refreshInProgressText()
+{
+    static const QString text = QObject::tr("Refresh in progress...");
+    return text;
+}
+
+// Takes the controller by plain pointer: a share held by the task would outlive the
+// task's end, and the panel's destructor waits only for that end before it lets go.
+QVector<CameraInfoMap> scanCameras(ApiController* controller, bool compatibleOnly)
+{
+    QVector<CameraInfoMap> cameras;
+    for (const GrbCPP::CameraPtr& camera : controller->UpdateCamerasList())
+    {
+        if (!camera)
+            continue;
+        CameraInfoMap info = controller->GetCameraInfo(camera);
+        const QString model = info.value("Model Name").toString().trimmed();
+        QString family;
+        if (compatibleOnly && (model.isEmpty() || !IsCameraModelCompatible(model, family)))
+            continue;
+        cameras.append(info);
+    }
+    return cameras;
+}
+
+} // namespace
+
+CameraDiscoveryWidget::CameraDiscoveryWidget(QWidget* parent)
+    : QWidget(parent)
+{
+    treeView = new QTreeView(this);
+    treeView->setObjectName("treeView");
+    treeView->setHeaderHidden(true);
+    m_model = new CameraTreeModel(this);
+    treeView->setModel(m_model);
+
+    chkCompatibleOnly = new QCheckBox(tr("Compatible only"), this);
+    chkCompatibleOnly->setObjectName("chkCompatibleOnly");
+    chkCompatibleOnly->setToolTip(tr("Show compatible cameras only"));
+    chkCompatibleOnly->setChecked(true);
+    connect(chkCompatibleOnly, &QCheckBox::stateChanged, this, &CameraDiscoveryWidget::RefreshCameraList);
+
+    // Connected before it is checked on purpose: the handler runs once now, finds no
+    // controller yet and reports to nobody.
+    chkAutoRefresh = new QCheckBox(tr("Auto refresh"), this);
+    chkAutoRefresh->setObjectName("chkAutoRefresh");
+    chkAutoRefresh->setToolTip(tr("Enable or disable the automatic refresh of the list of cameras"));
+    connect(chkAutoRefresh, &QCheckBox::stateChanged, this, &CameraDiscoveryWidget::on_chkAutoRefresh_stateChanged);
+    chkAutoRefresh->setChecked(true);
+
+    btnOpenCamera = new QPushButton(tr("Open Selected Camera"), this);
+    btnOpenCamera->setObjectName("btnOpenCamera");
+    btnOpenCamera->setEnabled(false);
+    connect(btnOpenCamera, &QPushButton::clicked, this, [this] { OnCameraStatusChanged(true); });
+    connect(treeView, &QTreeView::doubleClicked, this, [this] { OnCameraStatusChanged(true); });
+
+    auto* btnRefresh = new QPushButton(tr("Refresh"), this);
+    btnRefresh->setObjectName("btnRefresh");
+    connect(btnRefresh, &QPushButton::clicked, this, &CameraDiscoveryWidget::RefreshCameraList);
+
+    auto* buttonPage = new QWidget(this);
+    auto* buttonRow = new QHBoxLayout(buttonPage);
+    buttonRow->setContentsMargins(0, 0, 0, 0);
+    buttonRow->addWidget(chkCompatibleOnly);
+    buttonRow->addWidget(chkAutoRefresh);
+    buttonRow->addWidget(btnOpenCamera);
+    buttonRow->addWidget(btnRefresh);
+
+    auto* btnCloseCamera = new QPushButton(tr("Close Camera"), this);
+    btnCloseCamera->setObjectName("btnCloseCamera");
+    auto* closePage = new QWidget(this);
+    auto* closeRow = new QHBoxLayout(closePage);
+    closeRow->setContentsMargins(0, 0, 0, 0);
+    closeRow->addItem(new QSpacerItem(0, 0, QSizePolicy::Expanding, QSizePolicy::Minimum));
+    closeRow->addWidget(btnCloseCamera);
+    connect(btnCloseCamera, &QPushButton::clicked, this, [this] { OnCameraStatusChanged(false); });
+
+    stackedWidget = new QStackedWidget(this);
+    stackedWidget->setObjectName("stackedWidget");
+    stackedWidget->addWidget(buttonPage);
+    stackedWidget->addWidget(closePage);
+    stackedWidget->setCurrentIndex(0);
+    auto* controlRow = new QHBoxLayout;
+    controlRow->addItem(new QSpacerItem(0, 0, QSizePolicy::Expanding, QSizePolicy::Minimum));
+    controlRow->addWidget(stackedWidget);
+    controlRow->setStretch(0, 1);
+
+    lblRefreshInfo = new QLabel(refreshInProgressText(), this);
+    lblRefreshInfo->setObjectName("lblRefreshInfo");
+    lblRefreshInfo->setVisible(true);
+
+    auto* panelLayout = new QVBoxLayout(this);
+    panelLayout->setContentsMargins(0, 0, 0, 0);
+    panelLayout->addWidget(lblRefreshInfo);
+    panelLayout->addWidget(treeView, 1);
+    panelLayout->addLayout(controlRow);
+    panelLayout->addItem(new QSpacerItem(0, 0, QSizePolicy::Minimum, QSizePolicy::Expanding));
+
+    connect(this, &CameraDiscoveryWidget::CameraOpened, this, [this] {
+        stackedWidget->setCurrentIndex(1);
+        treeView->setEnabled(false);
+    });
+    connect(this, &CameraDiscoveryWidget::CameraClosed, this, [this] {
+        stackedWidget->setCurrentIndex(0);
+        treeView->setEnabled(true);
+    });
+
+    connect(treeView->selectionModel(), &QItemSelectionModel::currentChanged, this,
+            [this](const QModelIndex& current) {
+                btnOpenCamera->setEnabled(current.isValid() && !m_model->hasChildren(current));
+            });
+    connect(m_model, &QAbstractItemModel::rowsInserted, this, &CameraDiscoveryWidget::_expandTree);
+    connect(m_model, &QAbstractItemModel::rowsRemoved, this, &CameraDiscoveryWidget::_expandTree);
+
+    connect(this, &CameraDiscoveryWidget::GrbSystemReady, this, &CameraDiscoveryWidget::InitApiController);
+
+    // The wait cursor belongs to the GUI thread, so it is set here rather than in the task.
+    _setWaitCursor();
+    m_startupWatcher = new QFutureWatcher<void>(this);
+    connect(m_startupWatcher, &QFutureWatcher<void>::finished, this, &CameraDiscoveryWidget::GrbSystemReady);
+    m_startupWatcher->setFuture(QtConcurrent::run([] { GrbCPP::GrbSystem::GetInstance().Startup(); }));
+}
+
+CameraDiscoveryWidget::~CameraDiscoveryWidget()
+{
+    // Neither the start-up task nor a scan may still use the SDK or the controller.
+    m_startupWatcher->waitForFinished();
+    if (m_scanWatcher)
+        m_scanWatcher->waitForFinished();
+    GrbCPP::GrbSystem::GetInstance().Shutdown();
+    m_apiController.reset();
+    while (m_waitCursors > 0)
+        _restoreCursor();
+}
+
+std::shared_ptr<ApiController> CameraDiscoveryWidget::GetApiController() const
+{
+    return m_apiController;
+}
+
+void CameraDiscoveryWidget::InitApiController()
+{
+    m_apiController = std::make_shared<ApiController>(this);
+    ApiController* controller = m_apiController.get();
+    connect(controller, &ApiController::ApiError, this, &CameraDiscoveryWidget::ApiError);
+    connect(controller, &ApiController::CameraOpenStateChanged, m_model, &CameraTreeModel::OnCameraAccessChanged);
+    connect(controller, &ApiController::CameraRemoved, m_model, &CameraTreeModel::OnCameraRemoved);
+    connect(controller, &ApiController::CameraAdded, this, &CameraDiscoveryWidget::_onCameraAdded);
+    connect(controller, &ApiController::CameraRemoved, this, &CameraDiscoveryWidget::_onCameraRemoved);
+
+    m_apiController->enableAutomaticDiscovery(chkAutoRefresh->isChecked());
+    emit ApiControllerAvailable(m_apiController);
+    _restoreCursor();
+    RefreshCameraList();
+}
+
+void CameraDiscoveryWidget::RefreshCameraList()
+{
+    if (m_refreshInProgress || !m_apiController)
+        return;
+    _setWaitCursor();
+    m_refreshInProgress = true;
+    lblRefreshInfo->setText(refreshInProgressText());
+    lblRefreshInfo->setVisible(true);
+    btnOpenCamera->setEnabled(false);
+    m_model->Init({});
+
+    auto* watcher = new QFutureWatcher<QVector<CameraInfoMap>>(this);
+    connect(watcher, &QFutureWatcher<QVector<CameraInfoMap>>::finished, this, [this, watcher] {
+        OnCameraListReady(watcher->result());
+        watcher->deleteLater();
+    });
+    m_scanWatcher = watcher;
+    const bool compatibleOnly = chkCompatibleOnly->isChecked();
+    watcher->setFuture(QtConcurrent::run(scanCameras, m_apiController.get(), compatibleOnly));
+}
+
+void CameraDiscoveryWidget::OnCameraListReady(const QVector<CameraInfoMap>& cameras)
+{
+    m_model->Init(cameras);
+    _expandTree();
+    treeView->header()->setSectionResizeMode(QHeaderView::ResizeToContents);
+    m_refreshInProgress = false;
+    Update_lblRefreshInfo();
+    _restoreCursor();
+}
+
+void CameraDiscoveryWidget::Update_lblRefreshInfo()
+{
+    const bool empty = m_model->rowCount() == 0;
+    lblRefreshInfo->setVisible(empty);
+    if (empty)
+        lblRefreshInfo->setText(
+            tr("No %1cameras found").arg(chkCompatibleOnly->isChecked() ? tr("compatible ") : QString()));
+}
+
+void CameraDiscoveryWidget::OnCameraStatusChanged(bool open)
+{
+    const QModelIndex current = treeView->currentIndex();
+    auto* model = qobject_cast<CameraTreeModel*>(treeView->model());
+    if (!model || !current.isValid() || model->hasChildren(current))
+        return;
+    const QString extendedId = model->GetCameraExtId(current);
+    if (open)
+        emit CameraOpened(extendedId);
+    else
+        emit CameraClosed(extendedId, model->GetCameraName(current));
+}
+
+void CameraDiscoveryWidget::OnCameraOpenFailed()
+{
+    // Without this the panel would offer "Close Camera" for a camera that never opened
+    // and keep the list locked until the user pressed it.
+    stackedWidget->setCurrentIndex(0);
+    treeView->setEnabled(true);
+}
+
+void CameraDiscoveryWidget::on_chkAutoRefresh_stateChanged(int state)
+{
+    const bool on = state == Qt::Checked;
+    if (!m_apiController || m_apiController->enableAutomaticDiscovery(on) != 0)
+        emit ApiError(tr("Failed to %1 the automatic refresh of cameras").arg(on ? tr("enable") : tr("disable")));
+}
+
+void CameraDiscoveryWidget::_setWaitCursor()
+{
+    QApplication::setOverrideCursor(Qt::WaitCursor);
+    ++m_waitCursors;
+}
+
+void CameraDiscoveryWidget::_restoreCursor()
+{
+    QApplication::restoreOverrideCursor();
+    --m_waitCursors;
+}
+
+void CameraDiscoveryWidget::_expandTree()
+{
+    // The two branch levels one by one rather than QTreeView::expandAll(), which also
+    // records every camera row as expanded: each such record is walked again on every
+    // later insertion and removal, and a thousand cameras made plug events slow.
+    for (int tl = 0; tl < m_model->rowCount(); ++tl)
+    {
+        const QModelIndex transportLayer = m_model->index(tl, 0);
+        treeView->expand(transportLayer);
+        for (int row = 0; row < m_model->rowCount(transportLayer); ++row)
+            treeView->expand(m_model->index(row, 0, transportLayer));
+    }
+}
+
+void CameraDiscoveryWidget::_onCameraAdded(const CameraInfoMap& camera)
+{
+    QString family;
+    if (chkCompatibleOnly->isChecked() && !IsCameraModelCompatible(camera.value("Model Name").toString(), family))
+        return;
+    m_model->OnCameraAdded(camera);
+    Update_lblRefreshInfo();
+}
+
+void CameraDiscoveryWidget::_onCameraRemoved(const CameraInfoMap& camera)
+{
+    stackedWidget->setCurrentIndex(0);
+    emit CameraRemoved(camera.value("Extended ID").toString(), camera.value("Camera Name").toString());
+    treeView->setEnabled(true);
+    Update_lblRefreshInfo();
+}
