@@ -1,4 +1,5 @@
 #include "MainWindow.h"
+#include "sdk/ProductVersion.h"
 
 #include <QApplication>
 #include <QStyleFactory>
@@ -8,7 +9,7 @@ int main(int argc, char* argv[])
     QApplication::setStyle(QStyleFactory::create("fusion"));
     QApplication app(argc, argv);
 
-    const QString version = QStringLiteral("%1.%2.%3.%4").arg(1).arg(0).arg(0).arg("2142e15");
+    const QString version = ProductVersionText();
     QApplication::setApplicationName("Zorvan Pellix File Access Assistant");
     QApplication::setOrganizationName("Zorvan Technologies");
     QApplication::setOrganizationDomain("zorvan-technologies.com");

@@ -1,6 +1,7 @@
 #include "CameraTreeModel.h"
 
 #include "CameraTreeItem.h"
+#include "sdk/CameraDisplayLabel.h"
 
 #include <QHash>
 
@@ -71,9 +72,7 @@ void CameraTreeModel::Init(const QVector<CameraInfoMap>& cameras)
 CameraInfoMap CameraTreeModel::AddDisplayedId(const CameraInfoMap& camera) const
 {
     CameraInfoMap leaf = camera;
-    leaf.insert(kDetectedCameras, QStringLiteral("%1-%2(%3)").arg(camera.value("Model Name").toString(),
-                                                                  camera.value("Serial No.").toString(),
-                                                                  camera.value("Camera ID").toString()));
+    leaf.insert(kDetectedCameras, CameraDisplayLabel(camera));
     return leaf;
 }
 

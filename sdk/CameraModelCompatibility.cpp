@@ -5,8 +5,7 @@
 
 #include <utility>
 
-namespace
-{
+namespace {
 
 using FamilyRow = std::pair<QString, QRegularExpression>;
 

@@ -1,0 +1,49 @@
+#include "LsCommand.h"
+
+#include "CliTable.h"
+#include "HumanText.h"
+
+#include <QJsonArray>
+
+ExitCode LsCommand::Run()
+{
+    const ExitCode prepared = _prepare();
+    if (prepared != ExitCode::Success)
+        return prepared;
+    QVector<DeviceFileCatalogue::Entry> files;
+    if (!m_catalogue->List(files))
+        return _fail(ExitCode::Failed,
+                     QStringLiteral("cannot read the file list of '%1' on camera %2").arg(m_selector, _cameraText()));
+    qint64 free = -1;
+    if (!m_catalogue->FreeSpace(free))
+        free = -1;
+
+    if (m_options.json)
+    {
+        QJsonArray list;
+        for (const auto& file : files)
+            list.append(QJsonObject{{QStringLiteral("name"), file.name}, {QStringLiteral("size"), file.size}});
+        QJsonObject document{{QStringLiteral("camera"), _cameraJson()},
+                             {QStringLiteral("selector"), m_selector},
+                             {QStringLiteral("files"), list},
+                             {QStringLiteral("count"), files.size()}};
+        if (free >= 0)
+            document.insert(QStringLiteral("freeBytes"), free);
+        return _finish(ExitCode::Success, document);
+    }
+
+    if (!files.isEmpty())
+    {
+        CliTable table({QStringLiteral("NAME"), QStringLiteral("SIZE")});
+        table.SetRightAligned(1);
+        for (const auto& file : files)
+            table.AddRow({file.name, QString::number(file.size)});
+        m_console.Raw(table.Text());
+    }
+    QString summary = files.size() == 1 ? QStringLiteral("1 file") : QStringLiteral("%1 files").arg(files.size());
+    summary += QStringLiteral(" in %1").arg(m_selector);
+    if (free >= 0)
+        summary += QStringLiteral(", %1 free").arg(HumanText::Bytes(free));
+    m_console.Result(summary);
+    return ExitCode::Success;
+}
