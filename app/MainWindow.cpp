@@ -1,18 +1,59 @@
 #include "MainWindow.h"
 
+#include "assistant/PXCFileAccess.h"
 #include "device/PXCamera.h"
 
+#include <QDockWidget>
+#include <QEvent>
 #include <QIcon>
+#include <QMenu>
 
 MainWindow::MainWindow(QWidget* parent)
     : BasicMainWindow(parent)
 {
     setWindowIcon(QIcon(":/Images/res/Zorvan.ico"));
+
+    m_fileAccess = new PXCFileAccess(this);
+    m_fileAccess->setEnabled(false);
+
+    m_fileAccessDock = new QDockWidget(tr("File Access Assistant"), this);
+    m_fileAccessDock->setObjectName("dockFileAccess");
+    m_fileAccessDock->setTitleBarWidget(new QWidget(m_fileAccessDock));
+    m_fileAccessDock->setWidget(m_fileAccess);
+    m_fileAccessDock->setFeatures(QDockWidget::NoDockWidgetFeatures);
+    m_fileAccessDock->setAllowedAreas(Qt::BottomDockWidgetArea);
+    m_fileAccessDock->setFloating(false);
+    addDockWidget(Qt::BottomDockWidgetArea, m_fileAccessDock);
+    m_viewMenu->addAction(m_fileAccessDock->toggleViewAction());
+    m_fileAccessDock->hide();
+
     connect(this, &BasicMainWindow::CameraOpened, this, &MainWindow::onInitAssistant);
     connect(this, &BasicMainWindow::CameraClosed, this, &MainWindow::onResetAssistant);
+    connect(m_fileAccess, &PXCFileAccess::deviceReset, this, &MainWindow::onResetAssistant);
+    connect(m_fileAccess, &PXCFileAccess::cameraCloseRequested, this, &BasicMainWindow::CameraCloseRequested);
+    connect(m_fileAccess, &PXCFileAccess::sendLogMessage, this, &MainWindow::OnLogMessage);
+    connect(m_fileAccess, &PXCFileAccess::cameraFirmwareUpdateStarted, this,
+            &BasicMainWindow::CameraFirmwareUpdateStarted);
 }
 
-MainWindow::~MainWindow() = default;
+MainWindow::~MainWindow()
+{
+    // The assistant goes before the camera list panel, whose destructor shuts the SDK
+    // down: a transfer still running ends, and the camera is released, while the SDK
+    // is up.
+    delete m_fileAccessDock;
+}
+
+bool MainWindow::event(QEvent* event)
+{
+    const bool handled = BasicMainWindow::event(event);
+    // The shell's fixed minimum size keeps Qt from growing the window when its docks
+    // need more room, as the log view and the assistant with its progress bar do
+    // together; the window grows here instead, so nothing is cut off at the bottom.
+    if (event->type() == QEvent::LayoutRequest && !(windowState() & (Qt::WindowMaximized | Qt::WindowFullScreen)))
+        resize(size().expandedTo(minimumSizeHint()));
+    return handled;
+}
 
 void MainWindow::onInitAssistant(PXCamera* cam)
 {
@@ -21,12 +62,24 @@ void MainWindow::onInitAssistant(PXCamera* cam)
         onResetAssistant();
         return;
     }
-    m_camera.reset(cam);
-    setWindowTitle(QStringLiteral("%1 - %2").arg(m_defaultWindowTitle, cam->GetCameraName()));
+    if (m_fileAccess->Init(cam))
+    {
+        m_cameraListDock->hide();
+        m_fileAccess->setEnabled(true);
+        m_fileAccessDock->show();
+        setWindowTitle(QStringLiteral("%1 - %2").arg(m_defaultWindowTitle, cam->GetCameraName()));
+        return;
+    }
+    // The refusal goes the way of the panel's own lines and close requests.
+    emit m_fileAccess->sendLogMessage("Camera not supported, file access control is unavailable.", Error);
+    emit m_fileAccess->cameraCloseRequested();
 }
 
 void MainWindow::onResetAssistant()
 {
     setWindowTitle(m_defaultWindowTitle);
-    m_camera.reset();
+    m_fileAccess->Reset();
+    m_fileAccess->setEnabled(false);
+    m_cameraListDock->show();
+    m_fileAccessDock->hide();
 }

@@ -3,12 +3,12 @@
 
 #include "BasicMainWindow.h"
 
-#include <memory>
-
+class PXCFileAccess;
 class PXCamera;
+class QDockWidget;
 
-// This tool's main window over the shared shell. Until the file access assistant
-// takes cameras over, it holds the open camera itself and names it in the title.
+// This tool's main window: the shared shell plus a fixed bottom dock with the file
+// access assistant, shown instead of the camera list while a camera is open.
 class MainWindow : public BasicMainWindow
 {
     Q_OBJECT
@@ -21,8 +21,12 @@ public slots:
     void onInitAssistant(PXCamera* cam);
     void onResetAssistant();
 
+protected:
+    bool event(QEvent* event) override;
+
 private:
-    std::unique_ptr<PXCamera> m_camera;
+    PXCFileAccess* m_fileAccess = nullptr;
+    QDockWidget* m_fileAccessDock = nullptr;
 };
 
 #endif

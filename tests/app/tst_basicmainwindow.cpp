@@ -99,6 +99,8 @@ void TestBasicMainWindow::initTestCase()
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.write(kCameras);
     qputenv("GRB_SIMULATOR", file.fileName().toLocal8Bit());
+    // The main window's assistant keeps its settings store under the test locations.
+    QStandardPaths::setTestModeEnabled(true);
     QApplication::setApplicationVersion("1.0.0.2142e15");
     qRegisterMetaType<PXCamera*>();
 }
