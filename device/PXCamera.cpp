@@ -3,6 +3,7 @@
 #include "sdk/SdkText.h"
 
 #include <GrbC/GrbC.h>
+#include <GrbCPP/Feature.h>
 #include <GrbCPP/Stream.h>
 
 #include <QtEndian>
@@ -30,6 +31,23 @@ constexpr int kImageAttempts = 5;
 
 const QString kRead = QStringLiteral("Read");
 const QString kWrite = QStringLiteral("Write");
+
+// The chunk capacity of a transfer of size bytes. Many cameras have a FileAccessBuffer
+// of 512 bytes to 4 KiB; their chunks shrink to fit it (or the largest FileAccessLength,
+// if that is smaller still). A limit the camera does not tell is no limit.
+qint64 chunkCapacity(PXCameraFeature* features, const std::shared_ptr<GrbCPP::Camera>& camera, qint64 size)
+{
+    qint64 capacity = kChunkCapacity;
+    QVariant min, max, inc;
+    if (features->GetFeatureRange("FileAccessLength", min, max, inc) && max.toLongLong() > 0)
+        capacity = std::min(capacity, max.toLongLong());
+    GrbCPP::FeaturePtr buffer;
+    unsigned int length = 0;
+    if (camera && camera->GetFeatureByName("FileAccessBuffer", buffer) == GrbErrorSuccess && buffer &&
+        buffer->GetValue(static_cast<unsigned char*>(nullptr), length) == GrbErrorSuccess && length > 0)
+        capacity = std::min<qint64>(capacity, length);
+    return std::min(size, capacity);
+}
 
 } // namespace
 
@@ -235,7 +253,7 @@ bool PXCamera::DownloadDeviceFile(const char* localPath, const char* fileName, c
     if (!cameraFeature->GetValue("FileSize", sizeValue) || sizeValue.toLongLong() < 0)
         return _abortDownload(local);
     const qint64 size = sizeValue.toLongLong();
-    const qint64 capacity = std::min(size, kChunkCapacity);
+    const qint64 capacity = chunkCapacity(cameraFeature, m_camera, size);
     std::vector<unsigned char> staging;
     staging.reserve(static_cast<size_t>(capacity));
 
@@ -286,7 +304,7 @@ bool PXCamera::UploadBuffer(std::vector<unsigned char> data, const char* fileNam
         return false;
 
     const qint64 total = static_cast<qint64>(data.size());
-    const qint64 capacity = std::min(total, kChunkCapacity);
+    const qint64 capacity = chunkCapacity(cameraFeature, m_camera, total);
     bool writable = false;
     const bool lengthWritable = cameraFeature->IsWritable("FileAccessLength", writable) && writable;
     const QString name = QString::fromUtf8(fileName);

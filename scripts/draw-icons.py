@@ -1,15 +1,19 @@
 #!/usr/bin/env python3
-"""Draws the application icon (resources/res/Zorvan.ico) and the "Save As" icon
-(resources/res/save.png). Standard library only; run it again after changing a shape.
+"""Draws the application icon (resources/res/Zorvan.ico), the "Save As" icon
+(resources/res/save.png) and the application icon as PNGs in the desktop's usual
+sizes (packaging/icons/hicolor/SIZExSIZE/apps/APP_ID.png). Standard library only; run
+it again after changing a shape. The output is the same bytes on every run.
+
+    draw-icons.py [RES_DIR] [--hicolor DIR]
 
 Shapes are signed distance functions in unit coordinates (0..1, y down), painted in
 order; the distance to the edge, in pixels, gives each pixel its coverage.
 """
 
+import argparse
 import math
 import os
 import struct
-import sys
 import zlib
 
 
@@ -133,16 +137,32 @@ def save_icon_layers():
     ]
 
 
+# The name the desktop entry, the AppStream metainfo and the icon theme share.
+APP_ID = "com.zorvan_technologies.PellixFileAccess"
+HICOLOR_SIZES = (16, 32, 48, 64, 128, 256)
+
+
 def main():
     root = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
-    out_dir = sys.argv[1] if len(sys.argv) > 1 else os.path.join(root, "resources", "res")
-    os.makedirs(out_dir, exist_ok=True)
+    parser = argparse.ArgumentParser(description="Draws the program's icons.")
+    parser.add_argument("res_dir", nargs="?", default=os.path.join(root, "resources", "res"),
+                        help="where Zorvan.ico and save.png go (default: resources/res)")
+    parser.add_argument("--hicolor", default=os.path.join(root, "packaging", "icons", "hicolor"),
+                        help="icon theme folder for the PNGs (default: packaging/icons/hicolor)")
+    args = parser.parse_args()
 
-    images = [(size, png(size, render(size, app_icon_layers()))) for size in (16, 32, 48, 256)]
-    with open(os.path.join(out_dir, "Zorvan.ico"), "wb") as f:
-        f.write(ico(images))
-    with open(os.path.join(out_dir, "save.png"), "wb") as f:
+    os.makedirs(args.res_dir, exist_ok=True)
+    app_icons = {size: png(size, render(size, app_icon_layers())) for size in HICOLOR_SIZES}
+    with open(os.path.join(args.res_dir, "Zorvan.ico"), "wb") as f:
+        f.write(ico([(size, app_icons[size]) for size in (16, 32, 48, 256)]))
+    with open(os.path.join(args.res_dir, "save.png"), "wb") as f:
         f.write(png(32, render(32, save_icon_layers())))
+
+    for size, image in app_icons.items():
+        folder = os.path.join(args.hicolor, f"{size}x{size}", "apps")
+        os.makedirs(folder, exist_ok=True)
+        with open(os.path.join(folder, APP_ID + ".png"), "wb") as f:
+            f.write(image)
 
 
 if __name__ == "__main__":

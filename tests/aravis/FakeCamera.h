@@ -3,16 +3,17 @@
 #ifndef TESTS_ARAVIS_FAKECAMERA_H
 #define TESTS_ARAVIS_FAKECAMERA_H
 
+#include "CameraProcess.h"
+
 #include <QString>
 
-#include <sys/types.h>
+#include <memory>
 
 class FakeCamera
 {
 public:
     // description: a GenICam file to serve instead of the built-in one.
     FakeCamera(QString address, QString serial, QString description = {});
-    ~FakeCamera();
     FakeCamera(const FakeCamera&) = delete;
     FakeCamera& operator=(const FakeCamera&) = delete;
 
@@ -30,8 +31,7 @@ public:
 private:
     QString m_address;
     QString m_serial;
-    QString m_description;
-    pid_t m_pid = -1;
+    std::unique_ptr<CameraProcess> m_process;
 };
 
 #endif

@@ -8,15 +8,18 @@
 #include <QCoreApplication>
 #include <QtTest>
 
-// Camera A answers on the first address, camera B on the second.
-#define ARAVIS_NAMESPACED_TEST_MAIN(TestClass)                                                                         \
+// Loopback keeps 127.0.0.1; each of the extra addresses is added to it.
+#define NAMESPACED_TEST_MAIN_WITH_ADDRESSES(TestClass, ...)                                                            \
     int main(int argc, char** argv)                                                                                    \
     {                                                                                                                  \
         QString reason;                                                                                                \
-        const bool isolated = NetworkNamespace::Enter({QStringLiteral("127.0.0.2")}, reason);                         \
+        const bool isolated = NetworkNamespace::Enter(QStringList{__VA_ARGS__}, reason);                               \
         QCoreApplication app(argc, argv);                                                                              \
         TestClass test(isolated ? QString() : reason);                                                                 \
         return QTest::qExec(&test, argc, argv);                                                                        \
     }
+
+// Camera A answers on the first address, camera B on the second.
+#define ARAVIS_NAMESPACED_TEST_MAIN(TestClass) NAMESPACED_TEST_MAIN_WITH_ADDRESSES(TestClass, QStringLiteral("127.0.0.2"))
 
 #endif

@@ -28,6 +28,13 @@ file selector=Slot size=100 seed=6
 camera id=MODES model=M6 transport=usb3
 feature name=FileOpenMode type=enum entries=Read:0,Write:1,ReadWrite:2 access=ro
 camera id=SMALL model=M7 transport=usb3 capacity=100000
+camera id=BUF4096 model=M8 transport=usb3 buffer=4096
+file selector=Userfile name=f65537 size=65537 seed=3
+camera id=LEN1000 model=M9 transport=usb3
+feature name=FileAccessLength type=int value=1000 min=0 max=1000
+file selector=Userfile name=f65537 size=65537 seed=3
+camera id=BUF100000 model=M10 transport=usb3 buffer=100000
+file selector=Userfile name=f65537 size=65537 seed=3
 )";
 
 QByteArray content(int size)
@@ -386,6 +393,39 @@ private slots:
         QVERIFY(camera->UploadBuffer(std::vector<unsigned char>(size_t(uploadSize), 7), "ignored", "Slot", &written));
         QCOMPARE(written, long(uploadSize));
         QCOMPARE(*m_sim.DeviceFile(qPrintable(id), "Slot", ""), QByteArray(uploadSize, 7));
+    }
+
+    void smallBuffers_data()
+    {
+        QTest::addColumn<QString>("id");
+        QTest::addColumn<int>("capacity");
+        QTest::newRow("4096-byte buffer") << "BUF4096" << 4096;
+        QTest::newRow("FileAccessLength up to 1000") << "LEN1000" << 1000;
+        QTest::newRow("buffer larger than a chunk") << "BUF100000" << 65536;
+    }
+
+    void smallBuffers()
+    {
+        QFETCH(QString, id);
+        QFETCH(int, capacity);
+        const int size = 65537;
+        const int chunks = (size + capacity - 1) / capacity;
+        auto camera = open(id);
+        QSignalSpy spy(camera.get(), &PXCamera::updateTransferProcess);
+        const QString local = m_sim.Path("small.bin");
+        long written = 0;
+        QVERIFY(camera->DownloadDeviceFile(qPrintable(local), "f65537", "Userfile", &written));
+        QCOMPARE(ReadLocal(local), *m_sim.DeviceFile(qPrintable(id), "Userfile", "f65537"));
+        QCOMPARE(spy.count(), chunks + 1);
+        QCOMPARE(spy.first().at(0).toLongLong(), qint64(size - capacity));
+        QVariant length;
+        QVERIFY(camera->cameraFeature->GetValue("FileAccessLength", length));
+        QCOMPARE(length.toLongLong(), qint64(size - (chunks - 1) * capacity));
+
+        QVERIFY(WriteLocal(local, content(size)));
+        QVERIFY(camera->UploadLocalFile("up.bin", qPrintable(local), "Userfile", &written));
+        QCOMPARE(written, long(size));
+        QCOMPARE(*m_sim.DeviceFile(qPrintable(id), "Userfile", "up.bin"), content(size));
     }
 
     void deleteFiles()

@@ -1,0 +1,43 @@
+#!/usr/bin/env bash
+# Fuzzes the virtual camera's control message handling with libFuzzer (clang, with
+# AddressSanitizer and UndefinedBehaviorSanitizer) for a bounded time, in a build
+# directory of its own. Skips, saying why, when clang or its fuzzer runtime is missing.
+#
+#   scripts/fuzz.sh [SECONDS]      (default 60)
+set -euo pipefail
+cd "$(dirname "$0")/.."
+seconds="${1:-60}"
+build=build-fuzz
+
+if ! command -v clang >/dev/null || ! command -v clang++ >/dev/null; then
+    echo "fuzz: skipped, clang is not installed (scripts/install-deps.sh installs it)"
+    exit 0
+fi
+probe="$(mktemp -d)"
+trap 'rm -rf "$probe"' EXIT
+echo 'extern "C" int LLVMFuzzerTestOneInput(const unsigned char*, unsigned long) { return 0; }' >"$probe/probe.cpp"
+if ! clang++ -fsanitize=fuzzer "$probe/probe.cpp" -o "$probe/probe" 2>/dev/null; then
+    echo "fuzz: skipped, clang has no libFuzzer runtime (Debian package libclang-rt-dev)"
+    exit 0
+fi
+
+# Everything the target links is instrumented for coverage; only the target links libFuzzer.
+cmake -S . -B "$build" -G Ninja -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
+    -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPELLIX_FUZZ=ON \
+    -DCMAKE_CXX_FLAGS="-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=undefined" \
+    -DCMAKE_EXE_LINKER_FLAGS="-fsanitize=address,undefined" >/dev/null
+cmake --build "$build" --target fuzz_gvcp_handler
+corpus="$build/fuzz-corpus"
+if [ ! -d "$corpus" ]; then
+    # Starting points: records of a sender/time byte, a 16-bit length and a message.
+    mkdir -p "$corpus"
+    printf '\x00\x00\x08\x42\x11\x00\x02\x00\x00\x00\x03' >"$corpus/discovery"
+    printf '\x00\x00\x10\x42\x01\x00\x84\x00\x08\x00\x02\x00\x00\x00\x00\x00\x00\x00\xf8' >"$corpus/bootstrap"
+    printf '\x00\x00\x14\x42\x01\x00\x86\x00\x0c\x00\x02\x00\x10\x04\x00\x00\x00\x00\x00\x00\x00\x02\x80' \
+        >"$corpus/feature"
+    printf '\x00\x00\x10\x42\x01\x00\x82\x00\x08\x00\x02\x00\x00\x0a\x00\x00\x00\x00\x00\x21\x00\x10\x42\x01\x00\x82\x00\x08\x00\x03\x00\x00\x0a\x00\x00\x00\x00\x02' \
+        >"$corpus/control"
+fi
+export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1}"
+export UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}"
+"$build/tests/tools/fuzz_gvcp_handler" -max_total_time="$seconds" -max_len=4096 -print_final_stats=1 "$corpus"

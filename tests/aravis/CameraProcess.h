@@ -1,0 +1,36 @@
+// A GigE Vision camera program as a child process answering on one loopback address.
+// It dies with the test.
+#ifndef TESTS_ARAVIS_CAMERAPROCESS_H
+#define TESTS_ARAVIS_CAMERAPROCESS_H
+
+#include <QString>
+#include <QStringList>
+
+#include <sys/types.h>
+
+class CameraProcess
+{
+public:
+    CameraProcess(QString program, QStringList arguments, QString address);
+    ~CameraProcess();
+    CameraProcess(const CameraProcess&) = delete;
+    CameraProcess& operator=(const CameraProcess&) = delete;
+
+    // Returns once the camera answers on its control channel; false with the reason.
+    bool Start(QString& error);
+    // Asks the camera to end, and makes it if it does not.
+    void Stop();
+    // Ends it at once, in the middle of whatever it was doing.
+    void Kill();
+    bool IsRunning() const { return m_pid > 0; }
+
+    QString Address() const { return m_address; }
+
+private:
+    QString m_program;
+    QStringList m_arguments;
+    QString m_address;
+    pid_t m_pid = -1;
+};
+
+#endif

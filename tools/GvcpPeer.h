@@ -1,0 +1,22 @@
+#ifndef TOOLS_GVCPPEER_H
+#define TOOLS_GVCPPEER_H
+
+#include <cstdint>
+
+namespace vcam {
+
+// Where a control message came from: IPv4 address and UDP port, in host order. The
+// control channel belongs to one such sender.
+struct GvcpPeer
+{
+    uint32_t address = 0;
+    uint16_t port = 0;
+
+    bool operator==(const GvcpPeer& other) const { return address == other.address && port == other.port; }
+    bool operator!=(const GvcpPeer& other) const { return !(*this == other); }
+    bool IsLoopback() const { return (address >> 24) == 127; }
+};
+
+} // namespace vcam
+
+#endif
