@@ -2,6 +2,7 @@
 // a refused camera, cameras that leave (also in the middle of a transfer), the firmware
 // update's reset, and one round trip end to end on the demo cameras.
 #include "../assistant/DialogScript.h"
+#include "SelectCamera.h"
 
 #include "app/MainWindow.h"
 #include "assistant/PXCFileAccess.h"
@@ -50,25 +51,6 @@ QByteArray deviceFile(const char* camera, const char* name)
     return QByteArray(reinterpret_cast<const char*>(data.data()), int(data.size()));
 }
 
-// Selects the camera whose row starts with prefix; false while there is none.
-bool selectCamera(QMainWindow& window, const QString& prefix)
-{
-    auto* tree = window.findChild<QTreeView*>("treeView");
-    QAbstractItemModel* model = tree->model();
-    std::function<QModelIndex(const QModelIndex&)> find = [&](const QModelIndex& parent) {
-        for (int row = 0; row < model->rowCount(parent); ++row)
-        {
-            const QModelIndex child = model->index(row, 0, parent);
-            const QModelIndex found = model->rowCount(child) == 0 ? child : find(child);
-            if (found.isValid() && found.data().toString().startsWith(prefix))
-                return found;
-        }
-        return QModelIndex();
-    };
-    tree->setCurrentIndex(find(QModelIndex()));
-    return tree->currentIndex().isValid() && tree->isEnabled();
-}
-
 } // namespace
 
 class TestMainWindow : public QObject
@@ -91,7 +73,7 @@ private:
     QDockWidget* dock(const char* name) const { return m_window->findChild<QDockWidget*>(name); }
     void open(const QString& prefix)
     {
-        QTRY_VERIFY(selectCamera(*m_window, prefix));
+        QTRY_VERIFY(SelectCamera(*m_window, prefix));
         QTest::mouseClick(m_window->findChild<QPushButton*>("btnOpenCamera"), Qt::LeftButton);
     }
     void click(const char* button) { QTest::mouseClick(panel<QPushButton>(button), Qt::LeftButton); }

@@ -2,6 +2,7 @@
 // the simulator switch, inside a loopback-only network namespace, opens the virtual
 // camera, downloads a file, uploads it back under a new name, reads that back and
 // deletes it.
+#include "../app/SelectCamera.h"
 #include "../assistant/DialogScript.h"
 #include "CameraProcess.h"
 #include "NetworkNamespace.h"
@@ -14,11 +15,9 @@
 #include <QComboBox>
 #include <QLabel>
 #include <QPushButton>
-#include <QTreeView>
 #include <QTreeWidget>
 #include <QtTest>
 
-#include <functional>
 #include <memory>
 #include <sim/SimDescription.h>
 
@@ -58,7 +57,6 @@ private:
     void click(const char* button) { QTest::mouseClick(panel<QPushButton>(button), Qt::LeftButton); }
     void waitIdle() { QTRY_VERIFY_WITH_TIMEOUT(panel<QComboBox>("comboBox")->isEnabled(), kPatienceMs); }
     bool selectRow(const QString& name);
-    bool selectCamera(const QString& prefix);
 
     QString m_skipReason;
     QTemporaryDir m_dir;
@@ -76,24 +74,6 @@ bool TestVirtualCameraWindow::selectRow(const QString& name)
     tree->clearSelection();
     QTest::mouseClick(tree->viewport(), Qt::LeftButton, {}, tree->visualItemRect(item).center());
     return item->isSelected();
-}
-
-bool TestVirtualCameraWindow::selectCamera(const QString& prefix)
-{
-    auto* tree = m_window->findChild<QTreeView*>("treeView");
-    QAbstractItemModel* model = tree->model();
-    std::function<QModelIndex(const QModelIndex&)> find = [&](const QModelIndex& parent) {
-        for (int row = 0; row < model->rowCount(parent); ++row)
-        {
-            const QModelIndex child = model->index(row, 0, parent);
-            const QModelIndex found = model->rowCount(child) == 0 ? child : find(child);
-            if (found.isValid() && found.data().toString().startsWith(prefix))
-                return found;
-        }
-        return QModelIndex();
-    };
-    tree->setCurrentIndex(find(QModelIndex()));
-    return tree->currentIndex().isValid() && tree->isEnabled();
 }
 
 void TestVirtualCameraWindow::initTestCase()
@@ -128,7 +108,7 @@ void TestVirtualCameraWindow::roundTrip()
     m_window = std::make_unique<MainWindow>();
     m_window->show();
     m_panel = m_window->findChild<PXCFileAccess*>();
-    QTRY_VERIFY_WITH_TIMEOUT(selectCamera("qda640MXGE-VW1"), kPatienceMs);
+    QTRY_VERIFY_WITH_TIMEOUT(SelectCamera(*m_window, "qda640MXGE-VW1"), kPatienceMs);
     QTest::mouseClick(m_window->findChild<QPushButton*>("btnOpenCamera"), Qt::LeftButton);
     QTRY_VERIFY_WITH_TIMEOUT(m_panel->isVisible() && panel<QComboBox>("comboBox")->currentText() == "Userfile",
                              kPatienceMs);
