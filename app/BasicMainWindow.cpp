@@ -141,6 +141,7 @@ void BasicMainWindow::OnCameraOpenRequested(const QString& cameraExtId)
     setCursor(Qt::WaitCursor);
     if (PXCamera* camera = m_cameraManager ? m_cameraManager->Open(cameraExtId) : nullptr)
     {
+        m_openCameraId = cameraExtId;
         OnLogMessage(tr("Camera opened: %1").arg(camera->GetCameraName()), Info);
         emit CameraOpened(camera);
     }
@@ -158,6 +159,8 @@ void BasicMainWindow::OnCameraCloseRequested(const QString& cameraExtId, const Q
     setCursor(Qt::WaitCursor);
     if (m_cameraManager && m_cameraManager->Close(cameraExtId))
     {
+        if (cameraExtId == m_openCameraId)
+            m_openCameraId.clear();
         emit CameraClosed(cameraId);
         OnLogMessage(tr("Camera closed: %1").arg(cameraId), Info);
     }
@@ -166,6 +169,10 @@ void BasicMainWindow::OnCameraCloseRequested(const QString& cameraExtId, const Q
 
 void BasicMainWindow::OnCameraDisconnected(const QString& cameraExtId, const QString& cameraId)
 {
+    // With several cameras only the open one's departure closes it and resets the window,
+    // and only its reports count during a firmware update.
+    if (!m_openCameraId.isEmpty() && cameraExtId != m_openCameraId)
+        return;
     // The count is only reset here, so what one update leaves over carries into the next.
     if (m_firmwareUpdateRunning && m_ignoredDisconnects < kIgnoredDisconnectsDuringUpdate)
     {
@@ -176,6 +183,7 @@ void BasicMainWindow::OnCameraDisconnected(const QString& cameraExtId, const QSt
     setCursor(Qt::WaitCursor);
     if (m_cameraManager && m_cameraManager->Close(cameraExtId))
     {
+        m_openCameraId.clear();
         emit CameraClosed(cameraId);
         OnLogMessage(tr("Camera disconnected: %1 (%2)").arg(cameraId, cameraExtId), Info);
     }

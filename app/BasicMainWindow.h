@@ -56,6 +56,8 @@ protected:
     QString m_defaultWindowTitle;
     quint8 m_ignoredDisconnects = 0;
     bool m_firmwareUpdateRunning = false;
+    // The camera opened through the manager and not yet closed; empty if none.
+    QString m_openCameraId;
 
 private:
     void _showAbout();

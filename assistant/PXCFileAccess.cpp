@@ -3,6 +3,7 @@
 #include "ui_PXCFileAccess.h"
 
 #include "device/PXCamera.h"
+#include "device/PXDeviceFiles.h"
 #include "device/PXFeatureContainer.h"
 #include "device/PXFileNameRule.h"
 #include "settings/PXCSettings.h"
@@ -15,18 +16,16 @@
 #include <QFileInfo>
 #include <QMenu>
 #include <QMessageBox>
-#include <QTemporaryFile>
 #include <QTreeWidgetItem>
 #include <QtConcurrent>
 
-#include <cstdio>
 #include <future>
 #include <memory>
 
 namespace {
 
-const QString kUserfile = QStringLiteral("Userfile");
-const QString kFirmware = QStringLiteral("Firmware");
+const QString& kUserfile = PXDeviceFiles::kUserfile;
+const QString& kFirmware = PXDeviceFiles::kFirmware;
 const QString kDirectoryGroup = QStringLiteral("Directory");
 const QString kDirectoryKey = QStringLiteral("fileAccessFileDir");
 // The watcher carries this name from the first firmware upload on; finishTask keys on it.
@@ -100,7 +99,7 @@ bool PXCFileAccess::Init(PXCamera* camera)
         return false;
 
     const bool firmware = ui->comboBox->currentText() == kFirmware;
-    _showSelectorControls(firmware);
+    _showSelectorControls(firmware, false);
     if (!firmware)
         ui->treeWidget_2->show();
     ui->treeWidget->hide();
@@ -112,8 +111,7 @@ bool PXCFileAccess::Init(PXCamera* camera)
 
 bool PXCFileAccess::Reset()
 {
-    // The camera goes away below; a transfer still using it has to end first. It ends
-    // soon: the camera has been closed or has left, so its feature calls fail.
+    // The camera goes away below; a transfer still using it has to end first.
     _endRunningTask();
     ui->comboBox->clear();
     ui->treeWidget_2->clear();
@@ -139,18 +137,14 @@ void PXCFileAccess::updateFiles()
     if (!m_featureContainer)
         return;
 
-    QVariant countValue;
-    m_featureContainer->GetValue("FilenameCount", countValue);
-    const int count = countValue.toInt();
-    for (int index = 0; index < count; ++index)
+    PXDeviceFiles files(m_camera);
+    QVector<PXDeviceFiles::Entry> entries;
+    files.List(entries);
+    const int count = entries.size();
+    for (const PXDeviceFiles::Entry& entry : entries)
     {
-        m_featureContainer->SetValue("FilenameIndex", index);
-        QVariant name;
-        QVariant size;
-        m_featureContainer->GetValue("Filename", name);
-        m_featureContainer->GetValue("FileSize", size);
-        const QString sizeText = QString::number(double(size.toULongLong()) * 0.0009765625, 'f', 2) + tr(" KB");
-        auto* item = new QTreeWidgetItem(ui->treeWidget, {name.toString(), sizeText});
+        const QString sizeText = QString::number(double(quint64(entry.size)) * 0.0009765625, 'f', 2) + tr(" KB");
+        auto* item = new QTreeWidgetItem(ui->treeWidget, {entry.name, sizeText});
         item->setTextAlignment(1, Qt::AlignRight | Qt::AlignVCenter);
     }
     const bool hasFiles = count > 0;
@@ -159,32 +153,16 @@ void PXCFileAccess::updateFiles()
     ui->btnSave->setVisible(hasFiles);
     ui->btnDelete->setVisible(hasFiles);
 
-    QVariant freeValue;
-    m_featureContainer->GetValue("FilesystemFreeSize", freeValue);
+    qint64 free = 0;
+    files.FreeSpace(free);
     const QString countText = count == 1 ? tr("1 element") : tr("%1 elements").arg(count);
-    const QString freeText = tr("Filesystem Free Size (%1 )").arg(getFileNameSize(freeValue.toInt()));
+    const QString freeText = tr("Filesystem Free Size (%1 )").arg(getFileNameSize(static_cast<int>(free)));
     ui->treeWidget_2->setHeaderLabels({countText, freeText});
 
     const QString selector = ui->comboBox->currentText();
     const bool firmware = selector == kFirmware;
     const bool userfile = selector == kUserfile;
-    if (!firmware)
-    {
-        ui->btnFirwUpgrade->hide();
-        ui->btnUpload->show();
-        ui->btnSave->setEnabled(true);
-        ui->btnDelete->setEnabled(true);
-        ui->lblFileStorage->show();
-    }
-    else
-    {
-        ui->btnUpload->hide();
-        ui->btnFirwUpgrade->show();
-        ui->btnSave->hide();
-        ui->btnDelete->hide();
-        ui->lblFileStorage->hide();
-        ui->treeWidget->hide();
-    }
+    _showSelectorControls(firmware, true);
     ui->treeWidget_2->setVisible(!firmware);
     if (!firmware && !userfile)
     {
@@ -242,14 +220,13 @@ void PXCFileAccess::on_comboBox_currentIndexChanged(int /*index*/)
     if (m_featureContainer)
         m_featureContainer->SetValue("FileSelector", selector); // sent as its UTF-8 bytes
     const bool firmware = selector == kFirmware;
-    _showSelectorControls(firmware);
+    _showSelectorControls(firmware, false);
     if (!firmware)
     {
         ui->treeWidget->show();
         updateFiles();
         return;
     }
-    ui->treeWidget->hide();
     ui->treeWidget_2->hide();
 }
 
@@ -501,6 +478,9 @@ void PXCFileAccess::on_btnFirwUpgrade_clicked()
 void PXCFileAccess::on_btnCloseCamera_clicked()
 {
     ui->lblCameraName->setText(QString());
+    // A transfer still running ends first, through its abort path, so that the camera is
+    // not closed with a file open on it.
+    _endRunningTask();
     emit cameraCloseRequested();
 }
 
@@ -596,60 +576,51 @@ void PXCFileAccess::_endRunningTask()
 {
     if (!m_future.isRunning())
         return;
+    if (m_camera)
+        m_camera->AbortTransfers(true);
     m_future.cancel();
     m_future.waitForFinished();
+    if (m_camera)
+        m_camera->AbortTransfers(false);
 }
 
-void PXCFileAccess::_showSelectorControls(bool firmware)
+void PXCFileAccess::_showSelectorControls(bool firmware, bool listing)
 {
+    ui->btnFirwUpgrade->setVisible(firmware);
+    ui->btnUpload->setVisible(!firmware);
+    ui->lblFileStorage->setVisible(!firmware);
     if (!firmware)
     {
-        ui->btnFirwUpgrade->hide();
-        ui->btnUpload->show();
         ui->btnSave->setEnabled(true);
         ui->btnDelete->setEnabled(true);
-        ui->lblFileStorage->show();
-        ui->btnSave->show();
-        ui->btnDelete->show();
+        // The list refresh has shown them, or not, by the number of files.
+        if (!listing)
+        {
+            ui->btnSave->show();
+            ui->btnDelete->show();
+        }
         return;
     }
-    ui->btnUpload->hide();
-    ui->btnFirwUpgrade->show();
-    ui->btnSave->setEnabled(false);
-    ui->btnDelete->setEnabled(false);
-    ui->lblFileStorage->hide();
+    if (!listing)
+    {
+        ui->btnSave->setEnabled(false);
+        ui->btnDelete->setEnabled(false);
+    }
     ui->btnSave->hide();
     ui->btnDelete->hide();
+    ui->treeWidget->hide();
 }
 
-// Replacing a local file goes through a temporary file beside it that takes the file's
-// place only once the device file has arrived whole: a transfer that breaks off (a
-// camera unplugged, a device error) leaves the old file as it was. A new file is written
-// in place and keeps what arrived, as the byte count in the log says.
+// A file that is there is replaced only once the device file has arrived whole; a new
+// file is written in place and keeps what arrived, as the byte count in the log says.
 bool PXCFileAccess::_download(const QString& localPath, const QString& deviceFileName, const QString& selector,
                               long* bytesWritten)
 {
-    const QByteArray name = deviceFileName.toUtf8();
-    const QByteArray slot = selector.toUtf8();
-    const QFileInfo target(localPath);
-    if (!target.exists())
-        return m_camera->DownloadDeviceFile(QFile::encodeName(localPath).constData(), name.constData(),
-                                            slot.constData(), bytesWritten);
     *bytesWritten = 0;
-    if (!target.isFile() || !target.isWritable())
+    const QFileInfo target(localPath);
+    if (target.exists() && (!target.isFile() || !target.isWritable()))
         return false;
-    QTemporaryFile part(target.absolutePath() + "/.pellix-download-XXXXXX");
-    if (!part.open())
-        return false;
-    part.close();
-    const QByteArray partPath = QFile::encodeName(part.fileName());
-    if (!m_camera->DownloadDeviceFile(partPath.constData(), name.constData(), slot.constData(), bytesWritten))
-        return false;
-    QFile::setPermissions(part.fileName(), target.permissions());
-    if (std::rename(partPath.constData(), QFile::encodeName(target.absoluteFilePath()).constData()) != 0)
-        return false;
-    part.setAutoRemove(false);
-    return true;
+    return PXDeviceFiles(m_camera, selector).Download(deviceFileName, localPath, true, bytesWritten);
 }
 
 QString PXCFileAccess::_lastDirectory()

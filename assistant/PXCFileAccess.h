@@ -60,7 +60,9 @@ private:
 
     void _startTask(std::function<void(QFuture<void>)> work);
     void _endRunningTask();
-    void _showSelectorControls(bool firmware);
+    // The controls of the selected entry: only the firmware button for "Firmware", the
+    // transfer buttons for every other entry. listing: from the list refresh.
+    void _showSelectorControls(bool firmware, bool listing);
     bool _download(const QString& localPath, const QString& deviceFileName, const QString& selector,
                    long* bytesWritten);
     QString _lastDirectory();

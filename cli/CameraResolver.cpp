@@ -44,11 +44,13 @@ CameraResolver::Outcome CameraResolver::Resolve(const QString& name, CameraInfoM
     return Outcome::Unknown;
 }
 
-QString CameraResolver::ErrorText(const QString& name, Outcome outcome)
+QString CameraResolver::ErrorText(const QString& name, Outcome outcome, int candidates)
 {
     if (outcome == Outcome::Ambiguous)
-        return QStringLiteral("camera '%1' is ambiguous; it names each of these cameras:").arg(name);
-    return QStringLiteral("no camera '%1' found; the cameras present are:").arg(name);
+        return QStringLiteral("camera '%1' is ambiguous: it names %2 cameras").arg(name).arg(candidates);
+    if (candidates == 0)
+        return QStringLiteral("no camera '%1' found, and no cameras are present").arg(name);
+    return QStringLiteral("no camera '%1' found").arg(name);
 }
 
 QStringList CameraResolver::CandidateLines(const QVector<CameraInfoMap>& cameras)

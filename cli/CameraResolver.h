@@ -27,7 +27,8 @@ public:
     // every present camera when Unknown.
     Outcome Resolve(const QString& name, CameraInfoMap& found, QVector<CameraInfoMap>& candidates) const;
     // The one-line error and the candidate lines for a failed Resolve.
-    static QString ErrorText(const QString& name, Outcome outcome);
+    // The one-line error, without the candidates that follow it on a terminal.
+    static QString ErrorText(const QString& name, Outcome outcome, int candidates);
     // One aligned line per camera: extended id, label, name.
     static QStringList CandidateLines(const QVector<CameraInfoMap>& cameras);
 

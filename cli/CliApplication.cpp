@@ -1,5 +1,6 @@
 #include "CliApplication.h"
 
+#include "CliInterruption.h"
 #include "FirmwareCommand.h"
 #include "GetCommand.h"
 #include "InfoCommand.h"
@@ -13,33 +14,14 @@
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QTextCodec>
 
-#include <csignal>
 #include <memory>
 
 #include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace {
-
-volatile sig_atomic_t g_errIsTerminal = 0;
-
-// Takes the progress line away and ends the program as the signal would have. A
-// download in flight keeps its ".partial" name; nothing else is safe to do here.
-void onInterrupt(int signal)
-{
-    static const char clearLine[] = "\r\033[K";
-    static const char message[] = "pellix-fa: interrupted\n";
-    if (g_errIsTerminal)
-    {
-        ssize_t ignored = write(STDERR_FILENO, clearLine, sizeof(clearLine) - 1);
-        (void)ignored;
-    }
-    ssize_t ignored = write(STDERR_FILENO, message, sizeof(message) - 1);
-    (void)ignored;
-    std::signal(signal, SIG_DFL);
-    std::raise(signal);
-}
 
 int terminalWidth()
 {
@@ -60,6 +42,11 @@ CliApplication::CliApplication(CliConsole& console)
 
 int CliApplication::Main(int argc, char* argv[])
 {
+    CliInterruption::Install();
+    // Camera texts, file names and arguments are UTF-8, also where the locale says
+    // nothing (LANG unset, as under cron or in a service).
+    if (QTextCodec::codecForLocale()->mibEnum() != 106)
+        QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("pellix-fa"));
     QCoreApplication::setOrganizationName(QStringLiteral("Zorvan Technologies"));
@@ -72,11 +59,11 @@ int CliApplication::Main(int argc, char* argv[])
     err.open(STDERR_FILENO, QIODevice::WriteOnly | QIODevice::Unbuffered);
     in.open(STDIN_FILENO, QIODevice::ReadOnly);
     CliConsole console(&out, &err, &in);
-    console.SetTerminal(isatty(STDERR_FILENO) == 1, isatty(STDIN_FILENO) == 1, terminalWidth());
-    g_errIsTerminal = console.ErrIsTerminal() ? 1 : 0;
-    std::signal(SIGINT, onInterrupt);
-    std::signal(SIGTERM, onInterrupt);
-    return CliApplication(console).Run(QCoreApplication::arguments().mid(1));
+    console.SetTerminal(isatty(STDERR_FILENO) == 1, isatty(STDIN_FILENO) == 1, terminalWidth(),
+                        isatty(STDOUT_FILENO) == 1);
+    const int code = CliApplication(console).Run(QCoreApplication::arguments().mid(1));
+    CliInterruption::Finished();
+    return CliInterruption::Signal() ? 128 + CliInterruption::Signal() : code;
 }
 
 QString CliApplication::VersionText()
@@ -115,8 +102,16 @@ int CliApplication::Run(const QStringList& arguments)
     CliSession session;
     if (!session.Start(options.simulate ? options.simulation : QString(), error))
     {
+        // A description the simulator cannot read is the user's to correct.
+        const ExitCode code = options.simulate ? ExitCode::Usage : ExitCode::Failed;
         m_console.Error(error);
-        return static_cast<int>(ExitCode::Failed);
+        if (options.json)
+            m_console.Raw(QString::fromUtf8(
+                QJsonDocument(QJsonObject{{QStringLiteral("ok"), false},
+                                          {QStringLiteral("exitCode"), static_cast<int>(code)},
+                                          {QStringLiteral("error"), error}})
+                    .toJson(QJsonDocument::Indented)));
+        return static_cast<int>(code);
     }
     const ExitCode code = RunCommand(session, options);
     session.Stop();
@@ -173,11 +168,13 @@ Commands:
                                 camera)
   rm CAMERA FILE...             delete device files; asks first, and without a
                                 terminal refuses unless --yes is given
-  firmware CAMERA... IMAGE.ge3  update the firmware: upload the image, reset the
+  firmware CAMERA... IMAGE.ge3
   firmware --all-compatible IMAGE.ge3
+                                update the firmware: upload the image, reset the
                                 camera and wait for it to come back; several cameras
-                                are updated at the same time (--jobs) and a summary
-                                table follows
+                                are updated at the same time (--jobs), cameras in use
+                                by another application are skipped with
+                                --all-compatible, and a summary table follows
 
   FILE may be left out for a single-file slot (--selector SLOT): it is the slot's
   content. CAMERA is an extended id, a plain id, a serial number or the label the
@@ -214,8 +211,13 @@ Exit codes:
   1  operation failed (camera refused, transfer or verification failed, bad local
      file, camera without file access)
   2  usage error (unknown command or option, missing or extra arguments, unknown
-     file selector entry, rm without --yes when not on a terminal)
+     file selector entry, a device file name that cannot be used, an output
+     directory that does not exist, rm without --yes when not on a terminal, a
+     simulator description with an error)
   3  camera not found or ambiguous
   4  batch partly failed: some files or cameras succeeded, others failed
+  130, 143  interrupted (Ctrl-C, SIGTERM): a transfer in flight is ended first and
+     its device file closed; a partial download is removed, and an incomplete
+     upload is deleted from the camera
 )");
 }

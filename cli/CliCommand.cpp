@@ -33,10 +33,13 @@ ExitCode CliCommand::_resolve(const QString& name, CameraInfoMap& camera)
 QString CliCommand::_reportUnresolved(const QString& name, CameraResolver::Outcome outcome,
                                       const QVector<CameraInfoMap>& candidates)
 {
-    const QString message = candidates.isEmpty()
-                                ? QStringLiteral("no camera '%1' found, and no cameras are present").arg(name)
-                                : CameraResolver::ErrorText(name, outcome);
-    m_console.Error(message);
+    const QString message = CameraResolver::ErrorText(name, outcome, candidates.size());
+    if (candidates.isEmpty())
+        m_console.Error(message);
+    else
+        m_console.Error(message + (outcome == CameraResolver::Outcome::Ambiguous
+                                       ? QStringLiteral(":")
+                                       : QStringLiteral("; the cameras present are:")));
     for (const QString& line : CameraResolver::CandidateLines(candidates))
         m_console.Detail(line);
     return message;

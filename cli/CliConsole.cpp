@@ -17,11 +17,34 @@ CliConsole::CliConsole(QIODevice* out, QIODevice* err, QIODevice* in)
 {
 }
 
-void CliConsole::SetTerminal(bool errIsTerminal, bool inIsTerminal, int width)
+void CliConsole::SetTerminal(bool errIsTerminal, bool inIsTerminal, int width, bool outIsTerminal)
 {
     m_errTerminal = errIsTerminal;
+    m_outTerminal = outIsTerminal;
     m_inTerminal = inIsTerminal;
     m_width = width > 20 ? width : 80;
+}
+
+QString CliConsole::Shown(const QString& name) const
+{
+    if (!m_outTerminal && !m_errTerminal)
+        return name;
+    QString shown;
+    for (const QChar c : name)
+    {
+        const ushort code = c.unicode();
+        if (code == '\n')
+            shown += QStringLiteral("\\n");
+        else if (code == '\t')
+            shown += QStringLiteral("\\t");
+        else if (code == '\r')
+            shown += QStringLiteral("\\r");
+        else if (code < 0x20 || code == 0x7F || (code >= 0x80 && code < 0xA0))
+            shown += QStringLiteral("\\x%1").arg(code, 2, 16, QLatin1Char('0'));
+        else
+            shown += c;
+    }
+    return shown;
 }
 
 void CliConsole::_write(QIODevice* device, const QString& text)

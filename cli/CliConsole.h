@@ -14,7 +14,7 @@ class CliConsole
 public:
     CliConsole(QIODevice* out, QIODevice* err, QIODevice* in);
 
-    void SetTerminal(bool errIsTerminal, bool inIsTerminal, int width);
+    void SetTerminal(bool errIsTerminal, bool inIsTerminal, int width, bool outIsTerminal = false);
     void SetQuiet(bool quiet) { m_quiet = quiet; }
     void SetJson(bool json) { m_json = json; }
     bool Quiet() const { return m_quiet; }
@@ -22,6 +22,10 @@ public:
     bool ErrIsTerminal() const { return m_errTerminal; }
     bool InIsTerminal() const { return m_inTerminal; }
     int Width() const { return m_width; }
+
+    // A name from a camera as it may be shown: on a terminal, control characters are
+    // written as escapes (\n, \t, \x1b) rather than acted on.
+    QString Shown(const QString& name) const;
 
     // A result line on standard output, for the table and text forms (not with --json).
     void Result(const QString& line);
@@ -49,6 +53,7 @@ private:
     QIODevice* m_err;
     QIODevice* m_in;
     bool m_errTerminal = false;
+    bool m_outTerminal = false;
     bool m_inTerminal = false;
     int m_width = 80;
     bool m_quiet = false;

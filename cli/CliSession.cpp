@@ -2,6 +2,7 @@
 
 #include <GrbCPP/GrbSystem.h>
 
+#include <QFile>
 #include <QMutexLocker>
 
 CliSession::CliSession() = default;
@@ -15,7 +16,7 @@ bool CliSession::Start(const QString& simulation, QString& error)
 {
     Stop();
     if (!simulation.isEmpty())
-        qputenv("GRB_SIMULATOR", simulation.toLocal8Bit());
+        qputenv("GRB_SIMULATOR", QFile::encodeName(simulation));
     const GrbErrorType code = GrbCPP::GrbSystem::GetInstance().Startup();
     m_controller = std::make_shared<ApiController>();
     // Direct: the controller reports on whichever thread made the failing call.
@@ -29,7 +30,10 @@ bool CliSession::Start(const QString& simulation, QString& error)
         Qt::DirectConnection);
     if (code != GrbErrorSuccess)
     {
-        error = QStringLiteral("the camera SDK did not start (%1)").arg(m_controller->ErrorCodeToMessage(code));
+        const QString why = m_controller->GetStartupMessage();
+        error = why.isEmpty() ? QStringLiteral("the camera SDK did not start (%1)")
+                                    .arg(m_controller->ErrorCodeToMessage(code))
+                              : QStringLiteral("the camera SDK did not start: %1").arg(why);
         m_controller.reset();
         return false;
     }

@@ -13,17 +13,17 @@ ExitCode FileCommand::_prepare()
     QString error;
     if (!m_camera->Open(error))
         return _fail(ExitCode::Failed, error);
-    m_catalogue = std::make_unique<DeviceFileCatalogue>(m_camera->Camera());
-    if (!m_catalogue->HasFileAccess())
+    m_files = std::make_unique<PXDeviceFiles>(m_camera->Camera());
+    if (!m_files->HasFileAccess())
         return _fail(ExitCode::Failed,
                      QStringLiteral("camera %1 has no file access (no FileSelector feature)").arg(_cameraText()));
 
-    m_selector = m_options.selectorGiven ? m_options.selector : DeviceFileCatalogue::kUserfile;
-    const QStringList selectors = m_catalogue->Selectors();
+    m_selector = m_options.selectorGiven ? m_options.selector : PXDeviceFiles::kUserfile;
+    const QStringList selectors = m_files->Selectors();
     if (!selectors.contains(m_selector))
         return _fail(ExitCode::Usage, QStringLiteral("camera %1 has no file selector entry '%2' (it has: %3)")
                                           .arg(_cameraText(), m_selector, selectors.join(QStringLiteral(", "))));
-    if (!m_catalogue->Select(m_selector))
+    if (!m_files->Select(m_selector))
         return _fail(ExitCode::Failed,
                      QStringLiteral("camera %1 refused the file selector entry '%2'").arg(_cameraText(), m_selector));
     return ExitCode::Success;
@@ -34,13 +34,13 @@ bool FileCommand::_namedFiles(const QStringList& given, QStringList& files)
     files = given;
     if (!files.isEmpty())
         return true;
-    if (!DeviceFileCatalogue::IsSlot(m_selector))
+    if (!PXDeviceFiles::IsSlot(m_selector))
     {
         _fail(ExitCode::Usage, QStringLiteral("%1 needs the names of the device files").arg(m_options.command));
         return false;
     }
-    QVector<DeviceFileCatalogue::Entry> listed;
-    if (m_catalogue->List(listed))
+    QVector<PXDeviceFiles::Entry> listed;
+    if (m_files->List(listed))
         for (const auto& entry : listed)
             files << entry.name;
     if (files.isEmpty())
@@ -51,6 +51,16 @@ bool FileCommand::_namedFiles(const QStringList& given, QStringList& files)
 bool FileCommand::_cameraAnswers() const
 {
     return m_camera && m_camera->Answers();
+}
+
+void FileCommand::_noteRecovery(const PXTransferReport& report, QJsonObject& result)
+{
+    if (!report.openRecovered)
+        return;
+    result.insert(QStringLiteral("recoveredOpenFile"), true);
+    m_console.Warning(QStringLiteral("camera %1 had a device file left open (by an interrupted transfer?); it was "
+                                     "closed and the transfer went ahead")
+                          .arg(_cameraText()));
 }
 
 QJsonObject FileCommand::_cameraJson() const

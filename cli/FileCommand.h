@@ -2,7 +2,7 @@
 #define CLI_FILECOMMAND_H
 
 #include "CliCommand.h"
-#include "DeviceFileCatalogue.h"
+#include "device/PXDeviceFiles.h"
 #include "OpenedCamera.h"
 
 #include <QJsonObject>
@@ -26,10 +26,12 @@ protected:
     // batch is not attempted.
     bool _cameraAnswers() const;
     QJsonObject _cameraJson() const;
+    // Tells of a device file that an earlier client left open and the transfer closed.
+    void _noteRecovery(const PXTransferReport& report, QJsonObject& result);
     QString _cameraText() const;
 
     std::unique_ptr<OpenedCamera> m_camera;
-    std::unique_ptr<DeviceFileCatalogue> m_catalogue;
+    std::unique_ptr<PXDeviceFiles> m_files;
     QString m_selector;
 };
 

@@ -88,6 +88,14 @@ ExitCode FirmwareCommand::Run()
         result.insert(r.ok ? QStringLiteral("result") : QStringLiteral("error"), r.message);
         results.append(result);
     }
+    for (const CameraInfoMap& camera : m_skipped)
+    {
+        const QString reason = QStringLiteral("skipped: in use by another application");
+        table.AddRow({CameraResolver::DisplayLabel(camera), QString(), QString(), QString(), reason});
+        results.append(QJsonObject{{QStringLiteral("camera"), CameraResolver::ToJson(camera)},
+                                   {QStringLiteral("skipped"), true},
+                                   {QStringLiteral("reason"), reason}});
+    }
     if (!m_options.json)
         m_console.Raw(table.Text());
     return _finish(_batchCode(succeeded, failed),
@@ -127,11 +135,23 @@ ExitCode FirmwareCommand::_cameras(QVector<CameraInfoMap>& cameras)
         for (const CameraInfoMap& camera : present)
         {
             QString family;
-            if (CameraResolver::IsCompatible(camera, family))
-                cameras.append(camera);
+            if (!CameraResolver::IsCompatible(camera, family))
+                continue;
+            // Another application's camera is not ours to update: passed over, not failed.
+            if (!CameraResolver::FullAccess(camera))
+            {
+                m_skipped.append(camera);
+                m_console.Note(QStringLiteral("%1: skipped, in use by another application")
+                                   .arg(CameraResolver::DisplayLabel(camera)));
+                continue;
+            }
+            cameras.append(camera);
         }
-        if (cameras.isEmpty())
+        if (cameras.isEmpty() && m_skipped.isEmpty())
             return _fail(ExitCode::CameraNotFound, QStringLiteral("no compatible cameras found"));
+        if (cameras.isEmpty())
+            return _fail(ExitCode::Failed,
+                         QStringLiteral("every compatible camera is in use by another application; none was updated"));
         return ExitCode::Success;
     }
 

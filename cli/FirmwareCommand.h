@@ -17,6 +17,9 @@ public:
 private:
     bool _checkImage(const QString& path, ExitCode& code, QString& error) const;
     ExitCode _cameras(QVector<CameraInfoMap>& cameras);
+
+    // Compatible cameras that --all-compatible passed over: held by another application.
+    QVector<CameraInfoMap> m_skipped;
 };
 
 #endif

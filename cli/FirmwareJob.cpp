@@ -1,9 +1,11 @@
 #include "FirmwareJob.h"
 
 #include "CameraResolver.h"
-#include "DeviceFileCatalogue.h"
+#include "CliInterruption.h"
+#include "device/PXDeviceFiles.h"
 #include "HumanText.h"
 #include "OpenedCamera.h"
+#include "TransferFailure.h"
 
 #include <QDeadlineTimer>
 #include <QElapsedTimer>
@@ -17,6 +19,8 @@ namespace {
 
 // A camera that has just come back may still refuse to open for a moment.
 constexpr int kReopenPauseMs = 200;
+// While waiting for a camera to restart, a line this often (more often for short waits).
+constexpr int kResetNoteMs = 10000;
 
 } // namespace
 
@@ -66,8 +70,8 @@ bool FirmwareJob::_update(QString& error)
         if (!camera.Open(error))
             return false;
         m_result.before = camera.Camera()->GetCameraManufacturerInfo();
-        DeviceFileCatalogue catalogue(camera.Camera());
-        if (!catalogue.HasFileAccess() || !catalogue.Selectors().contains(DeviceFileCatalogue::kFirmware))
+        PXDeviceFiles catalogue(camera.Camera());
+        if (!catalogue.HasFileAccess() || !catalogue.Selectors().contains(PXDeviceFiles::kFirmware))
         {
             error = QStringLiteral("the camera has no Firmware file selector entry");
             return false;
@@ -76,21 +80,33 @@ bool FirmwareJob::_update(QString& error)
         const qint64 size = QFileInfo(m_imagePath).size();
         const QByteArray deviceName = QFileInfo(m_imagePath).fileName().toUtf8();
         const QByteArray localName = QFile::encodeName(m_imagePath);
-        const QByteArray selector = DeviceFileCatalogue::kFirmware.toUtf8();
+        const QByteArray selector = PXDeviceFiles::kFirmware.toUtf8();
         m_console.Note(QStringLiteral("%1: uploading %2 (firmware now: %3)")
                            .arg(m_label, QFileInfo(m_imagePath).fileName(), m_result.before));
         long bytes = 0;
-        const int track = m_progress.Begin(camera.Camera(), m_label, size);
-        const bool ok = camera.Camera()->UploadLocalFile(deviceName.constData(), localName.constData(),
-                                                         selector.constData(), &bytes);
-        m_progress.End(track);
+        bool ok = false;
+        {
+            CliInterruption::Transfer transfer(camera.Camera());
+            const int track = m_progress.Begin(camera.Camera(), m_label, size);
+            ok = camera.Camera()->UploadLocalFile(deviceName.constData(), localName.constData(), selector.constData(),
+                                                  &bytes);
+            m_progress.End(track);
+        }
+        const PXTransferReport report = camera.Camera()->LastTransferReport();
         // Without a reset the firmware stays as it was, as far as the camera still tells.
         auto unchanged = [&] { m_result.after = camera.Camera()->GetCameraManufacturerInfo(); };
         if (!ok)
         {
             unchanged();
-            error = camera.Answers() ? QStringLiteral("the camera did not accept the image; it was not reset")
-                                     : QStringLiteral("the camera stopped answering during the upload");
+            const QString why = TransferFailure::Text(report, *m_session.Controller());
+            if (report.step == PXTransferReport::Step::Aborted)
+                error = QStringLiteral("interrupted during the upload; the camera was not reset");
+            else if (!camera.Answers())
+                error = QStringLiteral("the camera stopped answering during the upload (%1)").arg(why);
+            else if (report.step == PXTransferReport::Step::Close)
+                error = QStringLiteral("the camera did not accept the image (%1); it was not reset").arg(why);
+            else
+                error = QStringLiteral("the upload failed (%1); the camera was not reset").arg(why);
             return false;
         }
         if (bytes != size)
@@ -113,7 +129,24 @@ bool FirmwareJob::_update(QString& error)
         // The camera is gone by now; closing a departed camera is quietly accepted.
         camera.Close();
 
-        const CameraPresenceTracker::Outcome outcome = m_tracker.WaitForReturn(extendedId, mark, m_resetTimeoutMs);
+        // Minutes may pass: the wait tells how it stands every little while.
+        QElapsedTimer waited;
+        waited.start();
+        const int noteEvery = std::max(100, std::min(kResetNoteMs, m_resetTimeoutMs / 10));
+        CameraPresenceTracker::Outcome outcome = CameraPresenceTracker::Outcome::NeverLeft;
+        for (;;)
+        {
+            const int left = m_resetTimeoutMs - int(waited.elapsed());
+            outcome = m_tracker.WaitForReturn(extendedId, mark, std::max(0, std::min(left, noteEvery)));
+            if (outcome == CameraPresenceTracker::Outcome::Back || waited.elapsed() >= m_resetTimeoutMs)
+                break;
+            m_console.Note(QStringLiteral("%1: %2 (%3 of at most %4)")
+                               .arg(m_label,
+                                    outcome == CameraPresenceTracker::Outcome::NeverLeft
+                                        ? QStringLiteral("waiting for the camera to restart")
+                                        : QStringLiteral("restarting, waiting for it to come back"),
+                                    HumanText::Duration(waited.elapsed()), HumanText::Duration(m_resetTimeoutMs)));
+        }
         const QString seconds = QString::number(m_resetTimeoutMs / 1000.0, 'g', 4);
         if (outcome == CameraPresenceTracker::Outcome::NeverLeft)
         {

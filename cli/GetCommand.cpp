@@ -1,23 +1,14 @@
 #include "GetCommand.h"
 
+#include "CliInterruption.h"
 #include "HumanText.h"
+#include "TransferFailure.h"
 
 #include "device/PXFileNameRule.h"
 
-#include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QStorageInfo>
-
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
-
-namespace {
-
-const QString kPartialSuffix = QStringLiteral(".partial");
-
-} // namespace
 
 ExitCode GetCommand::Run()
 {
@@ -27,7 +18,7 @@ ExitCode GetCommand::Run()
     QStringList names;
     if (!_namedFiles(m_options.positional.mid(1), names))
         return ExitCode::Usage;
-    m_listedKnown = m_catalogue->List(m_listed);
+    m_listedKnown = m_files->List(m_listed);
 
     // Without -o, or with an existing directory, every file keeps its device name there;
     // else -o is the local path of the one file asked for.
@@ -38,7 +29,7 @@ ExitCode GetCommand::Run()
             ExitCode::Usage,
             QStringLiteral("-o %1 is not a directory; several files need an existing directory").arg(m_options.output));
     if (!intoDirectory && !output.absoluteDir().exists())
-        return _fail(ExitCode::Failed, QStringLiteral("directory %1 does not exist").arg(output.absolutePath()));
+        return _fail(ExitCode::Usage, QStringLiteral("directory %1 does not exist").arg(output.absolutePath()));
 
     TransferProgress progress(m_console);
     m_progress = &progress;
@@ -56,7 +47,7 @@ ExitCode GetCommand::Run()
             if (!PXFileNameRule::IsAcceptableLocalName(name, &reason))
                 ok = _refuse(result, QStringLiteral("refusing device file '%1': %2, so it cannot be saved as a "
                                                     "file in %3")
-                                         .arg(name, reason, QDir::toNativeSeparators(output.filePath())));
+                                         .arg(m_console.Shown(name), reason, QDir::toNativeSeparators(output.filePath())));
             else
                 localPath = QDir(output.filePath()).filePath(name);
         }
@@ -83,8 +74,11 @@ bool GetCommand::_refuse(QJsonObject& result, const QString& message)
 bool GetCommand::_fetch(const QString& name, const QString& localPath, QJsonObject& result)
 {
     result.insert(QStringLiteral("local"), localPath);
+    const QString shown = m_console.Shown(name);
     if (m_cameraGone)
-        return _refuse(result, QStringLiteral("%1 not fetched: camera %2 no longer answers").arg(name, _cameraText()));
+        return _refuse(result, QStringLiteral("%1 not fetched: camera %2 no longer answers").arg(shown, _cameraText()));
+    if (CliInterruption::Signal())
+        return _refuse(result, QStringLiteral("%1 not fetched: interrupted").arg(shown));
 
     qint64 expected = -1;
     if (m_listedKnown)
@@ -94,7 +88,7 @@ bool GetCommand::_fetch(const QString& name, const QString& localPath, QJsonObje
                 expected = entry.size;
         if (expected < 0)
             return _refuse(result,
-                           QStringLiteral("camera %1 has no file '%2' in %3").arg(_cameraText(), name, m_selector));
+                           QStringLiteral("camera %1 has no file '%2' in %3").arg(_cameraText(), shown, m_selector));
     }
 
     const QFileInfo target(localPath);
@@ -102,76 +96,69 @@ bool GetCommand::_fetch(const QString& name, const QString& localPath, QJsonObje
         return _refuse(result, QStringLiteral("%1 is a directory").arg(localPath));
     if (target.exists() && !m_options.force)
         return _refuse(result, QStringLiteral("%1 exists; --force replaces it").arg(localPath));
-    const QString partialPath = localPath + kPartialSuffix;
-    if (QFileInfo::exists(partialPath) && !m_options.force)
-        return _refuse(
-            result,
-            QStringLiteral("%1 exists (left by an interrupted download?); remove it or use --force").arg(partialPath));
 
     const QStorageInfo storage(target.absolutePath());
     if (expected > 0 && storage.isValid() && storage.bytesAvailable() >= 0 && storage.bytesAvailable() < expected)
         return _refuse(result, QStringLiteral("not enough space for %1 in %2: it needs %3, %4 are free")
-                                   .arg(name, target.absolutePath(), HumanText::Bytes(expected),
+                                   .arg(shown, target.absolutePath(), HumanText::Bytes(expected),
                                         HumanText::Bytes(storage.bytesAvailable())));
-    {
-        // Tried here so that a directory that cannot be written is reported as such.
-        QFile probe(partialPath);
-        if (!probe.open(QIODevice::WriteOnly))
-            return _refuse(result, QStringLiteral("cannot write %1: %2").arg(partialPath, probe.errorString()));
-    }
-
-    const QByteArray localName = QFile::encodeName(partialPath);
-    const QByteArray deviceName = name.toUtf8();
-    const QByteArray selector = m_selector.toUtf8();
+    PXCamera* camera = m_camera->Camera();
     long bytes = 0;
-    const int track = m_progress->Begin(m_camera->Camera(), name, expected);
-    const bool ok = m_camera->Camera()->DownloadDeviceFile(localName.constData(), deviceName.constData(),
-                                                           selector.constData(), &bytes);
-    m_progress->End(track);
-    result.insert(QStringLiteral("bytes"), static_cast<qint64>(bytes));
-
     QString problem;
-    if (!ok)
+    bool ok = false;
     {
-        problem = expected >= 0
-                      ? QStringLiteral("download of %1 failed after %2 of %3 bytes").arg(name).arg(bytes).arg(expected)
-                      : QStringLiteral("download of %1 failed after %2 bytes").arg(name).arg(bytes);
-        if (!_cameraAnswers())
+        // The camera's FileSize, asked again once the file has arrived.
+        auto verify = [&]() -> QString {
+            PXDeviceFiles::Entry listed;
+            if (!m_files->Find(name, listed))
+                return QStringLiteral("cannot verify %1: the camera no longer lists it").arg(shown);
+            if (listed.size != bytes)
+                return QStringLiteral("verification of %1 failed: %2 bytes received, the camera's FileSize is %3")
+                    .arg(shown)
+                    .arg(bytes)
+                    .arg(listed.size);
+            return QString();
+        };
+        CliInterruption::Transfer transfer(camera);
+        const int track = m_progress->Begin(camera, name, expected);
+        ok = m_files->Download(name, localPath, false, &bytes, &problem,
+                                   m_options.verify ? std::function<QString()>(verify) : nullptr);
+        m_progress->End(track);
+    }
+    const PXTransferReport report = camera->LastTransferReport();
+    result.insert(QStringLiteral("bytes"), static_cast<qint64>(bytes));
+    _noteRecovery(report, result);
+
+    if (!ok && problem.isEmpty())
+    {
+        const QString of = expected >= 0 ? QStringLiteral(" of %1").arg(expected) : QString();
+        problem = report.step == PXTransferReport::Step::Aborted
+                      ? QStringLiteral("download of %1 interrupted after %2%3 bytes; the partial local file was "
+                                       "removed")
+                            .arg(shown)
+                            .arg(bytes)
+                            .arg(of)
+                      : QStringLiteral("download of %1 failed after %2%3 bytes: %4")
+                            .arg(shown)
+                            .arg(bytes)
+                            .arg(of, TransferFailure::Text(report, *m_session.Controller()));
+        result.insert(QStringLiteral("failure"), TransferFailure::Json(report, *m_session.Controller()));
+        if (report.step != PXTransferReport::Step::Aborted && !_cameraAnswers())
         {
             m_cameraGone = true;
             problem += QStringLiteral("; camera %1 no longer answers").arg(_cameraText());
         }
-        else if (QStorageInfo(target.absolutePath()).bytesAvailable() == 0)
-            problem += QStringLiteral("; the local disk is full");
     }
-    else if (m_options.verify)
-    {
-        DeviceFileCatalogue::Entry listed;
-        const qint64 local = QFileInfo(partialPath).size();
-        if (!m_catalogue->Find(name, listed))
-            problem = QStringLiteral("cannot verify %1: the camera no longer lists it").arg(name);
-        else if (listed.size != local)
-            problem = QStringLiteral("verification of %1 failed: %2 bytes received, the camera's FileSize is %3")
-                          .arg(name)
-                          .arg(local)
-                          .arg(listed.size);
-    }
-    if (problem.isEmpty() && std::rename(localName.constData(), QFile::encodeName(localPath).constData()) != 0)
-        problem = QStringLiteral("cannot rename %1 to %2: %3")
-                      .arg(partialPath, localPath, QString::fromLocal8Bit(std::strerror(errno)));
-    if (!problem.isEmpty())
-    {
-        // A partial file is never left under the final name, and here not at all.
-        QFile::remove(partialPath);
+    // A partial file is never left under the final name, and here not at all.
+    if (!ok)
         return _refuse(result, problem);
-    }
 
     result.insert(QStringLiteral("ok"), true);
     if (m_options.verify)
         result.insert(QStringLiteral("verified"), true);
     if (!m_options.json && !m_options.quiet)
         m_console.Result(QStringLiteral("%1 -> %2 (%3 bytes%4)")
-                             .arg(name, localPath)
+                             .arg(shown, localPath)
                              .arg(bytes)
                              .arg(m_options.verify ? QStringLiteral(", size verified") : QString()));
     return true;

@@ -20,7 +20,7 @@ private:
     bool _fetch(const QString& name, const QString& localPath, QJsonObject& result);
     bool _refuse(QJsonObject& result, const QString& message);
 
-    QVector<DeviceFileCatalogue::Entry> m_listed;
+    QVector<PXDeviceFiles::Entry> m_listed;
     bool m_listedKnown = false;
     bool m_cameraGone = false;
     TransferProgress* m_progress = nullptr;

@@ -1,7 +1,7 @@
 #include "InfoCommand.h"
 
 #include "CameraResolver.h"
-#include "DeviceFileCatalogue.h"
+#include "device/PXDeviceFiles.h"
 #include "HumanText.h"
 #include "OpenedCamera.h"
 
@@ -19,7 +19,7 @@ ExitCode InfoCommand::Run()
         return _fail(ExitCode::Failed, error);
 
     const QString firmware = camera.Camera()->GetCameraManufacturerInfo();
-    DeviceFileCatalogue catalogue(camera.Camera());
+    PXDeviceFiles catalogue(camera.Camera());
     const bool fileAccess = catalogue.HasFileAccess();
     QJsonArray selectors;
     QStringList selectorTexts;
@@ -32,9 +32,9 @@ ExitCode InfoCommand::Run()
         camera.Camera()->cameraFeature->GetValue("FileSelector", current);
         for (const QString& selector : catalogue.Selectors())
         {
-            QVector<DeviceFileCatalogue::Entry> files;
+            QVector<PXDeviceFiles::Entry> files;
             const bool listed =
-                selector != DeviceFileCatalogue::kFirmware && catalogue.Select(selector) && catalogue.List(files);
+                selector != PXDeviceFiles::kFirmware && catalogue.Select(selector) && catalogue.List(files);
             QJsonObject entry{{QStringLiteral("name"), selector}};
             if (listed)
             {
@@ -43,7 +43,7 @@ ExitCode InfoCommand::Run()
             }
             else
                 selectorTexts << selector;
-            if (selector == DeviceFileCatalogue::kUserfile && listed)
+            if (selector == PXDeviceFiles::kUserfile && listed)
                 userfiles = files.size();
             selectors.append(entry);
         }

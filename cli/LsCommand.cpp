@@ -10,12 +10,12 @@ ExitCode LsCommand::Run()
     const ExitCode prepared = _prepare();
     if (prepared != ExitCode::Success)
         return prepared;
-    QVector<DeviceFileCatalogue::Entry> files;
-    if (!m_catalogue->List(files))
+    QVector<PXDeviceFiles::Entry> files;
+    if (!m_files->List(files))
         return _fail(ExitCode::Failed,
                      QStringLiteral("cannot read the file list of '%1' on camera %2").arg(m_selector, _cameraText()));
     qint64 free = -1;
-    if (!m_catalogue->FreeSpace(free))
+    if (!m_files->FreeSpace(free))
         free = -1;
 
     if (m_options.json)
@@ -37,7 +37,7 @@ ExitCode LsCommand::Run()
         CliTable table({QStringLiteral("NAME"), QStringLiteral("SIZE")});
         table.SetRightAligned(1);
         for (const auto& file : files)
-            table.AddRow({file.name, QString::number(file.size)});
+            table.AddRow({m_console.Shown(file.name), QString::number(file.size)});
         m_console.Raw(table.Text());
     }
     QString summary = files.size() == 1 ? QStringLiteral("1 file") : QStringLiteral("%1 files").arg(files.size());

@@ -1,6 +1,8 @@
 #include "PutCommand.h"
 
+#include "CliInterruption.h"
 #include "HumanText.h"
+#include "TransferFailure.h"
 
 #include "device/PXFileNameRule.h"
 
@@ -28,11 +30,18 @@ ExitCode PutCommand::Run()
         if (!_checkLocal(local, error))
             problems << error;
     }
-    if (m_options.deviceNameGiven)
+    // A name the camera could not give back as a local file again is not stored; the
+    // names come from the command line either way, so this is a usage error.
+    for (const QString& local : locals)
     {
+        const QString name = m_options.deviceNameGiven ? m_options.deviceName : QFileInfo(local).fileName();
         QString reason;
-        if (!PXFileNameRule::IsAcceptableLocalName(m_options.deviceName, &reason))
-            return _fail(ExitCode::Usage, QStringLiteral("--as %1: %2").arg(m_options.deviceName, reason));
+        if (!PXFileNameRule::IsAcceptableLocalName(name, &reason))
+            return _fail(ExitCode::Usage,
+                         m_options.deviceNameGiven ? QStringLiteral("--as %1: %2").arg(name, reason)
+                                                   : QStringLiteral("%1 cannot be stored as '%2': %3; --as gives it "
+                                                                    "another name")
+                                                         .arg(local, name, reason));
     }
     if (!problems.isEmpty())
     {
@@ -45,7 +54,7 @@ ExitCode PutCommand::Run()
     const ExitCode prepared = _prepare();
     if (prepared != ExitCode::Success)
         return prepared;
-    if (m_selector == DeviceFileCatalogue::kFirmware)
+    if (m_selector == PXDeviceFiles::kFirmware)
         return _fail(ExitCode::Usage, QStringLiteral("firmware images go through the firmware command, which also "
                                                      "resets the camera"));
 
@@ -99,29 +108,27 @@ bool PutCommand::_refuse(QJsonObject& result, const QString& message)
 
 bool PutCommand::_upload(const QString& localPath, const QString& name, QJsonObject& result)
 {
-    // A name the camera could not give back as a local file again is not stored.
-    QString reason;
-    if (!PXFileNameRule::IsAcceptableLocalName(name, &reason))
-        return _refuse(result, QStringLiteral("%1 cannot be stored as '%2': %3").arg(localPath, name, reason));
     if (m_cameraGone)
         return _refuse(result,
                        QStringLiteral("%1 not uploaded: camera %2 no longer answers").arg(localPath, _cameraText()));
+    if (CliInterruption::Signal())
+        return _refuse(result, QStringLiteral("%1 not uploaded: interrupted").arg(localPath));
     const qint64 size = QFileInfo(localPath).size();
 
     // A single-file slot is replaced by its nature; a named file only with --force.
-    QVector<DeviceFileCatalogue::Entry> listed;
+    QVector<PXDeviceFiles::Entry> listed;
     qint64 replaced = 0;
-    if (m_catalogue->List(listed))
+    if (m_files->List(listed))
         for (const auto& entry : listed)
-            if (entry.name == name || DeviceFileCatalogue::IsSlot(m_selector))
+            if (entry.name == name || PXDeviceFiles::IsSlot(m_selector))
             {
-                if (!DeviceFileCatalogue::IsSlot(m_selector) && !m_options.force)
+                if (!PXDeviceFiles::IsSlot(m_selector) && !m_options.force)
                     return _refuse(result, QStringLiteral("camera %1 already has '%2' in %3; --force replaces it")
                                                .arg(_cameraText(), name, m_selector));
                 replaced = entry.size;
             }
     qint64 free = -1;
-    if (m_catalogue->FreeSpace(free) && free >= 0 && size - replaced > free)
+    if (m_files->FreeSpace(free) && free >= 0 && size - replaced > free)
         return _refuse(result,
                        QStringLiteral("not enough space on camera %1 for %2: it needs %3, %4 are free")
                            .arg(_cameraText(), localPath, HumanText::Bytes(size - replaced), HumanText::Bytes(free)));
@@ -129,48 +136,81 @@ bool PutCommand::_upload(const QString& localPath, const QString& name, QJsonObj
     const QByteArray deviceName = name.toUtf8();
     const QByteArray localName = QFile::encodeName(localPath);
     const QByteArray selector = m_selector.toUtf8();
+    PXCamera* camera = m_camera->Camera();
     long bytes = 0;
-    const int track = m_progress->Begin(m_camera->Camera(), name, size);
-    const bool ok = m_camera->Camera()->UploadLocalFile(deviceName.constData(), localName.constData(),
-                                                        selector.constData(), &bytes);
-    m_progress->End(track);
+    bool ok = false;
+    {
+        CliInterruption::Transfer transfer(camera);
+        const int track = m_progress->Begin(camera, name, size);
+        ok = camera->UploadLocalFile(deviceName.constData(), localName.constData(), selector.constData(), &bytes);
+        m_progress->End(track);
+    }
+    const PXTransferReport report = camera->LastTransferReport();
     result.insert(QStringLiteral("bytes"), static_cast<qint64>(bytes));
+    _noteRecovery(report, result);
+    // The file as it was checked, as it was read, and as it is now must be one and the
+    // same: a file still being written would be stored cut off somewhere in the middle.
+    const qint64 sizeNow = QFileInfo(localPath).size();
+    const bool changed = report.localBytes >= 0 && (report.localBytes != size || sizeNow != size);
 
-    if (!ok || bytes != size)
+    if (ok && bytes == size && !changed)
     {
-        QString problem =
-            ok ? QStringLiteral("upload of %1 stopped after %2 of %3 bytes").arg(name).arg(bytes).arg(size)
-               : QStringLiteral("upload of %1 failed").arg(name);
-        if (!_cameraAnswers())
+        if (m_options.verify)
         {
-            m_cameraGone = true;
-            problem += QStringLiteral("; camera %1 no longer answers").arg(_cameraText());
+            QString problem;
+            if (!_readBack(localPath, name, size, problem))
+                return _refuse(result, problem);
+            result.insert(QStringLiteral("verified"), true);
         }
-        else if (ok)
-        {
-            // The engine closes a file whose chunks broke off: the camera now holds a
-            // truncated copy, which is worse than none.
-            m_camera->Camera()->DeleteDeviceFile(DeviceFileCatalogue::IsSlot(m_selector) ? "" : deviceName.constData(),
-                                                 selector.constData());
-            problem += QStringLiteral("; the incomplete file was deleted from the camera");
-        }
-        return _refuse(result, problem);
+        result.insert(QStringLiteral("ok"), true);
+        if (!m_options.json && !m_options.quiet)
+            m_console.Result(QStringLiteral("%1 -> %2 in %3 (%4 bytes%5)")
+                                 .arg(localPath, name, m_selector)
+                                 .arg(bytes)
+                                 .arg(m_options.verify ? QStringLiteral(", read back and compared") : QString()));
+        return true;
     }
 
-    if (m_options.verify)
+    QString problem;
+    if (report.step == PXTransferReport::Step::Aborted)
+        problem = QStringLiteral("upload of %1 interrupted after %2 of %3 bytes").arg(name).arg(report.offset).arg(size);
+    else if (changed)
+        problem = QStringLiteral("%1 changed while it was uploaded (%2 bytes when checked, %3 read, %4 now); upload it "
+                                 "again once it is complete")
+                      .arg(localPath)
+                      .arg(size)
+                      .arg(report.localBytes)
+                      .arg(sizeNow);
+    else
     {
-        QString problem;
-        if (!_readBack(localPath, name, size, problem))
-            return _refuse(result, problem);
-        result.insert(QStringLiteral("verified"), true);
+        const QString why = TransferFailure::Text(report, *m_session.Controller());
+        problem = ok ? QStringLiteral("upload of %1 stopped after %2 of %3 bytes").arg(name).arg(bytes).arg(size)
+                     : QStringLiteral("upload of %1 failed").arg(name);
+        if (!why.isEmpty())
+            problem += QStringLiteral(": ") + why;
     }
-    result.insert(QStringLiteral("ok"), true);
-    if (!m_options.json && !m_options.quiet)
-        m_console.Result(QStringLiteral("%1 -> %2 in %3 (%4 bytes%5)")
-                             .arg(localPath, name, m_selector)
-                             .arg(bytes)
-                             .arg(m_options.verify ? QStringLiteral(", read back and compared") : QString()));
-    return true;
+    if (report.step != PXTransferReport::Step::None)
+        result.insert(QStringLiteral("failure"), TransferFailure::Json(report, *m_session.Controller()));
+    problem += _removeIncomplete(name, report, result);
+    return _refuse(result, problem);
+}
+
+QString PutCommand::_removeIncomplete(const QString& name, const PXTransferReport& report, QJsonObject& result)
+{
+    if (!report.incompleteRemoved && !_cameraAnswers())
+    {
+        m_cameraGone = true;
+        return QStringLiteral("; camera %1 no longer answers").arg(_cameraText());
+    }
+    using Step = PXTransferReport::Step;
+    const bool nothingWritten = report.step == Step::LocalFile || report.step == Step::Select ||
+                                report.step == Step::Name || report.step == Step::Open;
+    const bool removed = m_files->RemoveIncomplete(name, report);
+    if (nothingWritten)
+        return QString();
+    result.insert(QStringLiteral("incompleteRemoved"), removed);
+    return removed ? QStringLiteral("; the incomplete file was deleted from the camera")
+                   : QStringLiteral("; the incomplete file is still on the camera");
 }
 
 bool PutCommand::_readBack(const QString& localPath, const QString& name, qint64 size, QString& error)
@@ -200,16 +240,21 @@ bool PutCommand::_readBack(const QString& localPath, const QString& name, qint64
     const QByteArray deviceName = name.toUtf8();
     const QByteArray selector = m_selector.toUtf8();
     long bytes = 0;
-    const int track = m_progress->Begin(m_camera->Camera(), QStringLiteral("verify %1").arg(name), size);
-    const bool ok = m_camera->Camera()->DownloadDeviceFile(copyName.constData(), deviceName.constData(),
-                                                           selector.constData(), &bytes);
-    m_progress->End(track);
+    bool ok = false;
+    {
+        CliInterruption::Transfer transfer(m_camera->Camera());
+        const int track = m_progress->Begin(m_camera->Camera(), QStringLiteral("verify %1").arg(name), size);
+        ok = m_camera->Camera()->DownloadDeviceFile(copyName.constData(), deviceName.constData(), selector.constData(),
+                                                    &bytes);
+        m_progress->End(track);
+    }
     if (!ok)
     {
-        error = QStringLiteral("verification of %1 failed: reading it back stopped after %2 of %3 bytes")
+        error = QStringLiteral("verification of %1 failed: reading it back stopped after %2 of %3 bytes: %4")
                     .arg(name)
                     .arg(bytes)
-                    .arg(size);
+                    .arg(size)
+                    .arg(TransferFailure::Text(m_camera->Camera()->LastTransferReport(), *m_session.Controller()));
         if (!_cameraAnswers())
             m_cameraGone = true;
         return false;

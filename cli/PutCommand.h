@@ -18,6 +18,9 @@ private:
     bool _checkLocal(const QString& path, QString& error) const;
     bool _upload(const QString& localPath, const QString& name, QJsonObject& result);
     bool _readBack(const QString& localPath, const QString& name, qint64 size, QString& error);
+    // After an upload that did not complete: takes what it left off the camera; the text
+    // that says so, to add to the error.
+    QString _removeIncomplete(const QString& name, const PXTransferReport& report, QJsonObject& result);
     bool _refuse(QJsonObject& result, const QString& message);
 
     bool m_cameraGone = false;

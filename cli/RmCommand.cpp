@@ -9,15 +9,15 @@ ExitCode RmCommand::Run()
     const ExitCode prepared = _prepare();
     if (prepared != ExitCode::Success)
         return prepared;
-    if (m_selector == DeviceFileCatalogue::kFirmware)
+    if (m_selector == PXDeviceFiles::kFirmware)
         return _fail(ExitCode::Usage, QStringLiteral("the Firmware entry holds no files to delete"));
     QStringList names;
     if (!_namedFiles(m_options.positional.mid(1), names))
         return ExitCode::Usage;
     names.removeDuplicates();
 
-    QVector<DeviceFileCatalogue::Entry> listed;
-    if (!m_catalogue->List(listed))
+    QVector<PXDeviceFiles::Entry> listed;
+    if (!m_files->List(listed))
         return _fail(ExitCode::Failed,
                      QStringLiteral("cannot read the file list of '%1' on camera %2").arg(m_selector, _cameraText()));
     QJsonArray results;
@@ -32,7 +32,8 @@ ExitCode RmCommand::Run()
             present << name;
             continue;
         }
-        const QString message = QStringLiteral("camera %1 has no file '%2' in %3").arg(_cameraText(), name, m_selector);
+        const QString message =
+            QStringLiteral("camera %1 has no file '%2' in %3").arg(_cameraText(), m_console.Shown(name), m_selector);
         m_console.Error(message);
         results.append(QJsonObject{
             {QStringLiteral("file"), name}, {QStringLiteral("ok"), false}, {QStringLiteral("error"), message}});
@@ -61,13 +62,13 @@ ExitCode RmCommand::Run()
     for (const QString& name : present)
     {
         // A single-file slot is emptied whatever its file is called, as the window does.
-        const QByteArray deviceName = DeviceFileCatalogue::IsSlot(m_selector) ? QByteArray() : name.toUtf8();
+        const QByteArray deviceName = PXDeviceFiles::IsSlot(m_selector) ? QByteArray() : name.toUtf8();
         m_camera->Camera()->DeleteDeviceFile(deviceName.constData(), selector.constData());
     }
 
     // The delete reports nothing itself: what is still listed afterwards was not deleted.
-    QVector<DeviceFileCatalogue::Entry> after;
-    const bool relisted = m_catalogue->List(after);
+    QVector<PXDeviceFiles::Entry> after;
+    const bool relisted = m_files->List(after);
     int succeeded = 0;
     for (const QString& name : present)
     {
@@ -76,10 +77,11 @@ ExitCode RmCommand::Run()
         QJsonObject result{{QStringLiteral("file"), name}, {QStringLiteral("ok"), !kept}};
         if (kept)
         {
-            const QString message = relisted ? QStringLiteral("camera %1 did not delete '%2'").arg(_cameraText(), name)
+            const QString shown = m_console.Shown(name);
+            const QString message = relisted ? QStringLiteral("camera %1 did not delete '%2'").arg(_cameraText(), shown)
                                              : QStringLiteral("cannot tell whether '%1' was deleted: the camera no "
                                                               "longer lists its files")
-                                                   .arg(name);
+                                                   .arg(shown);
             m_console.Error(message);
             result.insert(QStringLiteral("error"), message);
             ++failed;
@@ -88,7 +90,7 @@ ExitCode RmCommand::Run()
         {
             ++succeeded;
             if (!m_options.json && !m_options.quiet)
-                m_console.Result(QStringLiteral("deleted %1 from %2").arg(name, m_selector));
+                m_console.Result(QStringLiteral("deleted %1 from %2").arg(m_console.Shown(name), m_selector));
         }
         results.append(result);
     }

@@ -54,11 +54,12 @@ void TransferProgress::Update(int track, qint64 remaining)
         if (!m_console.ErrIsTerminal() && it->total > 0)
         {
             const int quarter = static_cast<int>(it->done * 4 / it->total);
-            // The last quarter is the command's own result line.
+            // A line each time another quarter is passed, with the share actually done;
+            // the last quarter is the command's own result line.
             if (quarter > it->quarter && quarter < 4)
                 note = QStringLiteral("%1: %2% (%3 of %4 bytes)")
                            .arg(it->label)
-                           .arg(quarter * 25)
+                           .arg(it->done * 100 / it->total)
                            .arg(it->done)
                            .arg(it->total);
             it->quarter = std::max(it->quarter, quarter);

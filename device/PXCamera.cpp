@@ -1,5 +1,6 @@
 #include "PXCamera.h"
 
+#include "device/PXFeatureContainerUtil.h"
 #include "sdk/SdkText.h"
 
 #include <GrbC/GrbC.h>
@@ -9,8 +10,13 @@
 #include <QtEndian>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <string>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -31,23 +37,6 @@ constexpr int kImageAttempts = 5;
 
 const QString kRead = QStringLiteral("Read");
 const QString kWrite = QStringLiteral("Write");
-
-// The chunk capacity of a transfer of size bytes. Many cameras have a FileAccessBuffer
-// of 512 bytes to 4 KiB; their chunks shrink to fit it (or the largest FileAccessLength,
-// if that is smaller still). A limit the camera does not tell is no limit.
-qint64 chunkCapacity(PXCameraFeature* features, const std::shared_ptr<GrbCPP::Camera>& camera, qint64 size)
-{
-    qint64 capacity = kChunkCapacity;
-    QVariant min, max, inc;
-    if (features->GetFeatureRange("FileAccessLength", min, max, inc) && max.toLongLong() > 0)
-        capacity = std::min(capacity, max.toLongLong());
-    GrbCPP::FeaturePtr buffer;
-    unsigned int length = 0;
-    if (camera && camera->GetFeatureByName("FileAccessBuffer", buffer) == GrbErrorSuccess && buffer &&
-        buffer->GetValue(static_cast<unsigned char*>(nullptr), length) == GrbErrorSuccess && length > 0)
-        capacity = std::min<qint64>(capacity, length);
-    return std::min(size, capacity);
-}
 
 } // namespace
 
@@ -211,6 +200,61 @@ bool PXCamera::_execute(unsigned long timeoutMs)
     return cameraFeature->SetCommand("FileOperationExecute", timeoutMs);
 }
 
+void PXCamera::AbortTransfers(bool abort)
+{
+    m_abort = abort;
+}
+
+PXTransferReport PXCamera::LastTransferReport() const
+{
+    return m_report;
+}
+
+bool PXCamera::_fail(PXTransferReport::Step step, bool sdkFailed)
+{
+    m_report.step = step;
+    m_report.sdkCode = sdkFailed ? PXFeatureContainerUtil::LastError() : GrbErrorSuccess;
+    m_report.deviceStatus.clear();
+    QVariant status;
+    bool known = false;
+    // What the camera says of a failed operation; only asked when one was carried out.
+    if ((step == PXTransferReport::Step::Open || step == PXTransferReport::Step::Chunk ||
+         step == PXTransferReport::Step::Close) &&
+        cameraFeature->HasFeature("FileOperationStatus", known) && known &&
+        cameraFeature->GetValue("FileOperationStatus", status))
+        m_report.deviceStatus = status.toString();
+    return false;
+}
+
+bool PXCamera::_failLocal(int error)
+{
+    m_report.step = PXTransferReport::Step::LocalFile;
+    m_report.localError = error;
+    return false;
+}
+
+bool PXCamera::_openDeviceFile(const char* mode, unsigned long timeoutMs)
+{
+    auto open = [&] {
+        return _setText("FileOpenMode", mode) && _setText("FileOperationSelector", "Open") && _execute(timeoutMs);
+    };
+    if (open())
+        return true;
+    _fail(PXTransferReport::Step::Open);
+    // A file left open by a client that was interrupted or killed refuses every Open
+    // until it is closed: it is closed once and Open tried once more. An Open that did
+    // not complete in time is a slow camera, not an open file.
+    if (m_report.sdkCode == GrbErrorTimeout || !_closeDeviceFile())
+        return false;
+    if (!open())
+        return _fail(PXTransferReport::Step::Open);
+    m_report.step = PXTransferReport::Step::None;
+    m_report.sdkCode = GrbErrorSuccess;
+    m_report.deviceStatus.clear();
+    m_report.openRecovered = true;
+    return true;
+}
+
 bool PXCamera::_closeDeviceFile()
 {
     return _setText("FileOperationSelector", "Close") && _execute(kCloseTimeoutMs);
@@ -224,26 +268,55 @@ bool PXCamera::_abortDownload(std::FILE* local)
     return false;
 }
 
+// The chunk capacity of a transfer of size bytes, with FileAccessLength set to it when
+// that is writable. Many cameras have a FileAccessBuffer of 512 bytes to 4 KiB; their
+// chunks shrink to fit it, or the largest FileAccessLength if that is smaller still.
+// On cameras whose buffer is as long as FileAccessLength says, its length reads back
+// whatever the last transfer left, so it is asked only once the length is set.
+qint64 PXCamera::_chunkCapacity(qint64 size, bool lengthWritable, bool& ok)
+{
+    qint64 capacity = std::min(size, kChunkCapacity);
+    QVariant min, max, inc;
+    if (cameraFeature->GetFeatureRange("FileAccessLength", min, max, inc) && max.toLongLong() > 0)
+        capacity = std::min(capacity, max.toLongLong());
+    ok = !lengthWritable || cameraFeature->SetValue("FileAccessLength", QVariant(capacity));
+    if (!ok)
+        return capacity;
+    GrbCPP::FeaturePtr buffer;
+    unsigned int length = 0;
+    if (m_camera && m_camera->GetFeatureByName("FileAccessBuffer", buffer) == GrbErrorSuccess && buffer &&
+        buffer->GetValue(static_cast<unsigned char*>(nullptr), length) == GrbErrorSuccess && length > 0 &&
+        length < capacity)
+    {
+        capacity = length;
+        ok = !lengthWritable || cameraFeature->SetValue("FileAccessLength", QVariant(capacity));
+    }
+    return capacity;
+}
+
 bool PXCamera::DownloadDeviceFile(const char* localPath, const char* fileName, const char* fileSelector,
                                   long* bytesWritten)
 {
     if (!localPath || !fileName || !fileSelector || !bytesWritten)
         return false;
     *bytesWritten = 0;
+    m_report = PXTransferReport();
+    if (m_abort)
+        return _fail(PXTransferReport::Step::Aborted, false);
     std::FILE* local = std::fopen(localPath, "wb");
     if (!local)
-        return false;
+        return _failLocal(errno);
     if (!_setText("FileSelector", fileSelector))
     {
+        _fail(PXTransferReport::Step::Select);
         std::fclose(local);
         return false;
     }
     bool hasFilename = false;
     // Deliberately no clean-up when the name is refused: the local file stays open.
     if (cameraFeature->HasFeature("Filename", hasFilename) && hasFilename && !_setText("Filename", fileName))
-        return false;
-    if (!_setText("FileOpenMode", "Read") || !_setText("FileOperationSelector", "Open") ||
-        !_execute(kDownloadOpenTimeoutMs))
+        return _fail(PXTransferReport::Step::Name);
+    if (!_openDeviceFile("Read", kDownloadOpenTimeoutMs))
     {
         std::fclose(local);
         return false;
@@ -251,31 +324,57 @@ bool PXCamera::DownloadDeviceFile(const char* localPath, const char* fileName, c
 
     QVariant sizeValue;
     if (!cameraFeature->GetValue("FileSize", sizeValue) || sizeValue.toLongLong() < 0)
+    {
+        _fail(PXTransferReport::Step::Size, !sizeValue.isValid());
         return _abortDownload(local);
+    }
     const qint64 size = sizeValue.toLongLong();
-    const qint64 capacity = chunkCapacity(cameraFeature, m_camera, size);
-    std::vector<unsigned char> staging;
-    staging.reserve(static_cast<size_t>(capacity));
-
     bool writable = false;
     const bool lengthWritable = cameraFeature->IsWritable("FileAccessLength", writable) && writable;
+    bool lengthSet = true;
+    const qint64 capacity = _chunkCapacity(size, lengthWritable, lengthSet);
     // Deliberately no clean-up here either: device file and local file stay open.
-    if (lengthWritable && !cameraFeature->SetValue("FileAccessLength", QVariant(capacity)))
-        return false;
+    if (!lengthSet)
+        return _fail(PXTransferReport::Step::Length);
+    std::vector<unsigned char> staging;
+    staging.reserve(static_cast<size_t>(capacity));
 
     const QString name = QString::fromUtf8(fileName);
     qint64 offset = 0;
     qint64 remaining = size;
     while (remaining >= 1)
     {
+        m_report.offset = offset;
+        if (m_abort)
+        {
+            _fail(PXTransferReport::Step::Aborted, false);
+            return _abortDownload(local);
+        }
         const qint64 n = std::min(remaining, capacity);
         if (!cameraFeature->SetValue("FileAccessOffset", QVariant(offset)) ||
             (n != capacity && lengthWritable && !cameraFeature->SetValue("FileAccessLength", QVariant(n))) ||
-            !_setText("FileOperationSelector", "Read") || !_execute(kChunkTimeoutMs) ||
-            !cameraFeature->GetRegisterValue("FileAccessBuffer", staging, static_cast<int>(n)) ||
-            staging.size() < static_cast<size_t>(n) ||
-            std::fwrite(staging.data(), 1, static_cast<size_t>(n), local) != static_cast<size_t>(n))
+            !_setText("FileOperationSelector", "Read") || !_execute(kChunkTimeoutMs))
+        {
+            _fail(PXTransferReport::Step::Chunk);
             return _abortDownload(local);
+        }
+        if (!cameraFeature->GetRegisterValue("FileAccessBuffer", staging, static_cast<int>(n)))
+        {
+            _fail(PXTransferReport::Step::Buffer);
+            return _abortDownload(local);
+        }
+        if (staging.size() < static_cast<size_t>(n))
+        {
+            _fail(PXTransferReport::Step::ShortBuffer, false);
+            m_report.expected = n;
+            m_report.received = static_cast<qint64>(staging.size());
+            return _abortDownload(local);
+        }
+        if (std::fwrite(staging.data(), 1, static_cast<size_t>(n), local) != static_cast<size_t>(n))
+        {
+            _failLocal(errno);
+            return _abortDownload(local);
+        }
         remaining -= n;
         offset += n;
         *bytesWritten += static_cast<long>(n);
@@ -283,8 +382,13 @@ bool PXCamera::DownloadDeviceFile(const char* localPath, const char* fileName, c
     }
 
     if (!_closeDeviceFile())
+    {
+        _fail(PXTransferReport::Step::Close);
         return _abortDownload(local);
-    std::fclose(local);
+    }
+    // A full disk often shows only when the last buffered bytes reach it.
+    if (std::fclose(local) != 0)
+        return _failLocal(errno);
     emit updateTransferProcess(0, name, kRead);
     return true;
 }
@@ -292,40 +396,67 @@ bool PXCamera::DownloadDeviceFile(const char* localPath, const char* fileName, c
 bool PXCamera::UploadBuffer(std::vector<unsigned char> data, const char* fileName, const char* fileSelector,
                             long* bytesWritten)
 {
+    m_report = PXTransferReport();
+    return _uploadBuffer(data, fileName, fileSelector, bytesWritten);
+}
+
+bool PXCamera::_uploadBuffer(const std::vector<unsigned char>& data, const char* fileName, const char* fileSelector,
+                             long* bytesWritten)
+{
     if (data.empty() || !fileName || !fileSelector || !bytesWritten)
         return false;
+    if (m_abort)
+        return _fail(PXTransferReport::Step::Aborted, false);
     if (!_setText("FileSelector", fileSelector))
-        return false;
+        return _fail(PXTransferReport::Step::Select);
     bool hasFilename = false;
     if (cameraFeature->HasFeature("Filename", hasFilename) && hasFilename && !_setText("Filename", fileName))
-        return false;
-    if (!_setText("FileOpenMode", "Write") || !_setText("FileOperationSelector", "Open") ||
-        !_execute(kUploadOpenTimeoutMs))
+        return _fail(PXTransferReport::Step::Name);
+    if (!_openDeviceFile("Write", kUploadOpenTimeoutMs))
         return false;
 
     const qint64 total = static_cast<qint64>(data.size());
-    const qint64 capacity = chunkCapacity(cameraFeature, m_camera, total);
     bool writable = false;
     const bool lengthWritable = cameraFeature->IsWritable("FileAccessLength", writable) && writable;
+    bool lengthSet = true;
+    const qint64 capacity = _chunkCapacity(total, lengthWritable, lengthSet);
     const QString name = QString::fromUtf8(fileName);
     qint64 offset = 0;
     // A chunk that fails ends the loop but not the upload: Close still runs, and the
     // caller sees the shortfall in bytesWritten.
-    if (!lengthWritable || cameraFeature->SetValue("FileAccessLength", QVariant(capacity)))
+    if (!lengthSet)
+        _fail(PXTransferReport::Step::Length);
+    else
     {
         std::vector<unsigned char> staging;
         staging.reserve(static_cast<size_t>(capacity));
         qint64 remaining = total;
         while (remaining >= 1)
         {
+            m_report.offset = offset;
+            if (m_abort)
+            {
+                _fail(PXTransferReport::Step::Aborted, false);
+                break;
+            }
             const qint64 n = std::min(capacity, remaining);
             if (!cameraFeature->SetValue("FileAccessOffset", QVariant(offset)) ||
                 (capacity > n && lengthWritable && !cameraFeature->SetValue("FileAccessLength", QVariant(n))))
+            {
+                _fail(PXTransferReport::Step::Chunk);
                 break;
+            }
             staging.assign(data.begin() + offset, data.begin() + offset + n);
-            if (!cameraFeature->SetRegisterValue("FileAccessBuffer", staging, static_cast<int>(n)) ||
-                !_setText("FileOperationSelector", "Write") || !_execute(kChunkTimeoutMs))
+            if (!cameraFeature->SetRegisterValue("FileAccessBuffer", staging, static_cast<int>(n)))
+            {
+                _fail(PXTransferReport::Step::Buffer);
                 break;
+            }
+            if (!_setText("FileOperationSelector", "Write") || !_execute(kChunkTimeoutMs))
+            {
+                _fail(PXTransferReport::Step::Chunk);
+                break;
+            }
             remaining -= n;
             // Only a chunk followed by more than a chunk's worth is reported.
             if (remaining > n)
@@ -333,9 +464,18 @@ bool PXCamera::UploadBuffer(std::vector<unsigned char> data, const char* fileNam
             offset += n;
         }
     }
+    m_report.offset = offset;
 
+    const bool failedBefore = m_report.step != PXTransferReport::Step::None;
     if (!_closeDeviceFile())
+        return failedBefore ? false : _fail(PXTransferReport::Step::Close);
+    // An upload the caller ended is not one that merely came up short, and what it wrote
+    // is not left on the camera to pass for the whole file.
+    if (m_report.step == PXTransferReport::Step::Aborted)
+    {
+        m_report.incompleteRemoved = _deleteDeviceFile(fileName, fileSelector);
         return false;
+    }
     emit updateTransferProcess(0, name, kWrite);
     *bytesWritten = static_cast<long>(offset);
     return true;
@@ -347,34 +487,59 @@ bool PXCamera::UploadLocalFile(const char* fileName, const char* localPath, cons
     if (!fileName || !localPath || !bytesWritten)
         return false;
     *bytesWritten = 0;
-    std::FILE* local = std::fopen(localPath, "rb");
+    m_report = PXTransferReport();
+    // Only a regular file is read: a directory reads as nonsense and a pipe blocks until
+    // something writes to it. Non-blocking, so that opening a pipe does not wait either.
+    const int fd = ::open(localPath, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0)
+        return _failLocal(errno);
+    struct stat status{};
+    if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode))
+    {
+        const int error = S_ISDIR(status.st_mode) ? EISDIR : ENODEV;
+        ::close(fd);
+        return _failLocal(error);
+    }
+    std::FILE* local = fdopen(fd, "rb");
     if (!local)
-        return false;
+    {
+        const int error = errno;
+        ::close(fd);
+        return _failLocal(error);
+    }
     long size = -1;
     if (std::fseek(local, 0, SEEK_END) != 0 || (size = std::ftell(local)) < 0 || std::fseek(local, 0, SEEK_SET) != 0)
     {
+        const int error = errno;
         std::fclose(local);
-        return false;
+        return _failLocal(error);
     }
     // The file is read straight into the vector that is handed on, so it is held once.
     std::vector<unsigned char> content(static_cast<size_t>(size), 0);
     if (size != 0 && std::fread(content.data(), 1, content.size(), local) < content.size())
     {
+        const int error = std::ferror(local) ? errno : EIO;
         std::fclose(local);
-        return false;
+        return _failLocal(error);
     }
     std::fclose(local);
-    return UploadBuffer(std::move(content), fileName, fileSelector, bytesWritten);
+    m_report.localBytes = size;
+    return _uploadBuffer(content, fileName, fileSelector, bytesWritten);
 }
 
 void PXCamera::DeleteDeviceFile(const char* fileName, const char* fileSelector)
 {
+    _deleteDeviceFile(fileName, fileSelector);
+}
+
+bool PXCamera::_deleteDeviceFile(const char* fileName, const char* fileSelector)
+{
     if (!fileName || !fileSelector)
-        return;
+        return false;
     // Filename is required here: without it the device could not tell which file goes.
-    if (_setText("FileSelector", fileSelector) && _setText("Filename", fileName) && _setText("FileOpenMode", "Write") &&
-        _setText("FileOperationSelector", "Delete"))
-        _execute(kDeleteTimeoutMs);
+    return _setText("FileSelector", fileSelector) && _setText("Filename", fileName) &&
+           _setText("FileOpenMode", "Write") && _setText("FileOperationSelector", "Delete") &&
+           _execute(kDeleteTimeoutMs);
 }
 
 void PXCamera::GetFileAccessMode(bool* readable, bool* writable)

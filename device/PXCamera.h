@@ -2,6 +2,7 @@
 #define DEVICE_PXCAMERA_H
 
 #include "device/PXCameraFeature.h"
+#include "device/PXTransferReport.h"
 
 #include <GrbC/GrbCTypes.h>
 #include <GrbCPP/Camera.h>
@@ -10,6 +11,7 @@
 #include <QObject>
 #include <QString>
 
+#include <atomic>
 #include <cstdio>
 #include <memory>
 #include <vector>
@@ -54,6 +56,12 @@ public:
     void DeleteDeviceFile(const char* fileName, const char* fileSelector);
     void GetFileAccessMode(bool* readable, bool* writable);
 
+    // While set, a transfer running on another thread ends through its abort path (the
+    // device file closed) at its next step, and a transfer that starts ends at once.
+    void AbortTransfers(bool abort);
+    // Why the last transfer on this camera failed; read it after the transfer returned.
+    PXTransferReport LastTransferReport() const;
+
 signals:
     // remaining: bytes still to move; fileOperation: "Read" (download) or "Write" (upload).
     void updateTransferProcess(qint64 remaining, QString fileName, QString fileOperation);
@@ -61,11 +69,22 @@ signals:
 private:
     bool _setText(const char* feature, const char* text);
     bool _execute(unsigned long timeoutMs);
+    bool _openDeviceFile(const char* mode, unsigned long timeoutMs);
     bool _closeDeviceFile();
+    bool _deleteDeviceFile(const char* fileName, const char* fileSelector);
     bool _abortDownload(std::FILE* local);
+    qint64 _chunkCapacity(qint64 size, bool lengthWritable, bool& ok);
+    bool _uploadBuffer(const std::vector<unsigned char>& data, const char* fileName, const char* fileSelector,
+                       long* bytesWritten);
+    // Note the failing step in the report, with the SDK's code when an SDK call failed;
+    // false, for returning at once.
+    bool _fail(PXTransferReport::Step step, bool sdkFailed = true);
+    bool _failLocal(int error);
 
     std::shared_ptr<GrbCPP::Camera> m_camera;
     bool m_bigEndian;
+    std::atomic<bool> m_abort{false};
+    PXTransferReport m_report;
 };
 
 #endif

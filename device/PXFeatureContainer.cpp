@@ -67,7 +67,7 @@ QStringList PXFeatureContainer::GetSubFeatures(const char* name) const
     {
         std::string entryName;
         if (entry.GetName(entryName) == GrbErrorSuccess)
-            names.append(QString::fromLatin1(entryName.c_str()));
+            names.append(QString::fromUtf8(entryName.c_str()));
     }
     return names;
 }

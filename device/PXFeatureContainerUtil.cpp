@@ -15,6 +15,22 @@ namespace {
 // Between two completion queries; the file transfer time-outs are built around it.
 constexpr time_t kCommandPollSeconds = 2;
 
+thread_local GrbErrorType t_lastError = GrbErrorSuccess;
+
+// Notes a failing SDK code for LastError().
+bool ok(GrbErrorType err)
+{
+    if (err != GrbErrorSuccess)
+        t_lastError = err;
+    return err == GrbErrorSuccess;
+}
+
+bool refuse(GrbErrorType err)
+{
+    t_lastError = err;
+    return false;
+}
+
 long long monotonicMs()
 {
     timespec now{};
@@ -24,7 +40,7 @@ long long monotonicMs()
 
 bool dataType(const GrbCPP::FeaturePtr& feature, GrbFeatureDataType& type)
 {
-    return feature->GetDataType(type) == GrbErrorSuccess;
+    return ok(feature->GetDataType(type));
 }
 
 bool handleDataType(void* handle, const char* name, GrbFeatureDataType& type)
@@ -36,13 +52,13 @@ bool handleDataType(void* handle, const char* name, GrbFeatureDataType& type)
     return true;
 }
 
+// Texts of the SDK are UTF-8 both ways; plain ASCII reads the same either way.
 bool readText(const GrbCPP::FeaturePtr& feature, QVariant& value)
 {
     std::string text;
-    if (ReadSdkText([&](char* buffer, unsigned int& length) { return feature->GetValue(buffer, length); }, text) !=
-        GrbErrorSuccess)
+    if (!ok(ReadSdkText([&](char* buffer, unsigned int& length) { return feature->GetValue(buffer, length); }, text)))
         return false;
-    value = QString::fromLatin1(text.c_str());
+    value = QString::fromUtf8(text.c_str());
     return true;
 }
 
@@ -58,11 +74,16 @@ bool isInt(const QVariant& value)
 
 } // namespace
 
+GrbErrorType PXFeatureContainerUtil::LastError()
+{
+    return t_lastError;
+}
+
 bool PXFeatureContainerUtil::_feature(const ContainerPtr& container, const char* name, GrbCPP::FeaturePtr& feature)
 {
     if (!container || !name)
-        return false;
-    return container->GetFeatureByName(name, feature) == GrbErrorSuccess && feature;
+        return refuse(GrbErrorBadParameter);
+    return ok(container->GetFeatureByName(name, feature)) && (feature || refuse(GrbErrorNotFound));
 }
 
 bool PXFeatureContainerUtil::_awaitCommand(unsigned long timeoutMs, const std::function<bool()>& isDone)
@@ -93,21 +114,21 @@ bool PXFeatureContainerUtil::GetFeatureValue(ContainerPtr container, const char*
     {
     case GrbFeatureDataInt: {
         int64_t v = 0;
-        if (feature->GetValue(v) != GrbErrorSuccess)
+        if (!ok(feature->GetValue(v)))
             return false;
         value = QVariant(static_cast<qlonglong>(v));
         return true;
     }
     case GrbFeatureDataFloat: {
         double v = 0.0;
-        if (feature->GetValue(v) != GrbErrorSuccess)
+        if (!ok(feature->GetValue(v)))
             return false;
         value = QVariant(v);
         return true;
     }
     case GrbFeatureDataBool: {
         bool v = false;
-        if (feature->GetValue(v) != GrbErrorSuccess)
+        if (!ok(feature->GetValue(v)))
             return false;
         value = QVariant(v);
         return true;
@@ -116,7 +137,7 @@ bool PXFeatureContainerUtil::GetFeatureValue(ContainerPtr container, const char*
     case GrbFeatureDataString:
         return readText(feature, value);
     default:
-        return false;
+        return refuse(GrbErrorWrongType);
     }
 }
 
@@ -129,24 +150,24 @@ bool PXFeatureContainerUtil::SetFeatureValue(ContainerPtr container, const char*
     switch (type)
     {
     case GrbFeatureDataInt:
-        return feature->SetValue(static_cast<int64_t>(value.toLongLong())) == GrbErrorSuccess;
+        return ok(feature->SetValue(static_cast<int64_t>(value.toLongLong())));
     case GrbFeatureDataFloat:
-        return feature->SetValue(value.toDouble()) == GrbErrorSuccess;
+        return ok(feature->SetValue(value.toDouble()));
     case GrbFeatureDataBool:
-        return feature->SetValue(value.toBool()) == GrbErrorSuccess;
+        return ok(feature->SetValue(value.toBool()));
     case GrbFeatureDataEnum:
         if (isInt(value))
-            return feature->SetValue(static_cast<int64_t>(value.toInt())) == GrbErrorSuccess;
+            return ok(feature->SetValue(static_cast<int64_t>(value.toInt())));
         if (isText(value))
-            return feature->SetValue(value.toString().toUtf8().constData()) == GrbErrorSuccess;
-        return false;
+            return ok(feature->SetValue(value.toString().toUtf8().constData()));
+        return refuse(GrbErrorWrongType);
     case GrbFeatureDataString:
-        return feature->SetValue(value.toString().toUtf8().constData()) == GrbErrorSuccess;
+        return ok(feature->SetValue(value.toString().toUtf8().constData()));
     case GrbFeatureDataUnknown:
     case GrbFeatureDataCommand:
     case GrbFeatureDataRaw:
     case GrbFeatureDataNone:
-        return false;
+        return refuse(GrbErrorWrongType);
     default:
         return true; // no such type exists; nothing to write
     }
@@ -156,53 +177,57 @@ bool PXFeatureContainerUtil::GetFeatureValueEnum(ContainerPtr container, const c
 {
     GrbCPP::FeaturePtr feature;
     GrbFeatureDataType type = GrbFeatureDataUnknown;
-    if (!_feature(container, name, feature) || !dataType(feature, type) || type != GrbFeatureDataEnum)
+    if (!_feature(container, name, feature) || !dataType(feature, type))
         return false;
-    return readText(feature, value);
+    return type == GrbFeatureDataEnum ? readText(feature, value) : refuse(GrbErrorWrongType);
 }
 
 bool PXFeatureContainerUtil::SetFeatureValueEnum(ContainerPtr container, const char* name, QVariant& value)
 {
     GrbCPP::FeaturePtr feature;
     GrbFeatureDataType type = GrbFeatureDataUnknown;
-    if (!_feature(container, name, feature) || !dataType(feature, type) || type != GrbFeatureDataEnum)
+    if (!_feature(container, name, feature) || !dataType(feature, type))
         return false;
+    if (type != GrbFeatureDataEnum)
+        return refuse(GrbErrorWrongType);
     const QByteArray entry = value.toString().toUtf8();
-    if (feature->SetValue(entry.constData()) != GrbErrorSuccess)
+    if (!ok(feature->SetValue(entry.constData())))
         return false;
-    value = QString::fromLatin1(entry);
+    value = QString::fromUtf8(entry);
     return true;
 }
 
 bool PXFeatureContainerUtil::SetFeatureCommand(ContainerPtr container, const char* name, unsigned long timeoutMs)
 {
     GrbCPP::FeaturePtr feature;
-    if (!_feature(container, name, feature) || feature->RunCommand() != GrbErrorSuccess)
+    if (!_feature(container, name, feature) || !ok(feature->RunCommand()))
         return false;
     return _awaitCommand(timeoutMs, [&feature] {
-        bool done = false;
-        feature->IsCommandDone(done);
-        return done;
-    });
+               bool done = false;
+               feature->IsCommandDone(done);
+               return done;
+           }) ||
+           refuse(GrbErrorTimeout);
 }
 
 bool PXFeatureContainerUtil::SetFeatureRegister(ContainerPtr container, const char* name,
                                                 const std::vector<unsigned char>& bytes, int length)
 {
     GrbCPP::FeaturePtr feature;
-    if (length < 1 || bytes.empty() || !_feature(container, name, feature))
-        return false;
-    return feature->SetValue(bytes.data(), static_cast<unsigned int>(bytes.size())) == GrbErrorSuccess;
+    if (length < 1 || bytes.empty())
+        return refuse(GrbErrorBadParameter);
+    return _feature(container, name, feature) &&
+           ok(feature->SetValue(bytes.data(), static_cast<unsigned int>(bytes.size())));
 }
 
 bool PXFeatureContainerUtil::GetFeatureRegister(ContainerPtr container, const char* name,
                                                 std::vector<unsigned char>& bytes, int length)
 {
     GrbCPP::FeaturePtr feature;
-    if (length < 1 || !_feature(container, name, feature))
-        return false;
+    if (length < 1)
+        return refuse(GrbErrorBadParameter);
     unsigned int size = 0;
-    if (feature->GetValue(static_cast<unsigned char*>(nullptr), size) != GrbErrorSuccess)
+    if (!_feature(container, name, feature) || !ok(feature->GetValue(static_cast<unsigned char*>(nullptr), size)))
         return false;
     if (size == 0)
     {
@@ -213,7 +238,7 @@ bool PXFeatureContainerUtil::GetFeatureRegister(ContainerPtr container, const ch
     // storage is then reused instead of allocated and cleared each time.
     bytes.resize(size);
     unsigned int filled = size;
-    if (feature->GetValue(bytes.data(), filled) != GrbErrorSuccess)
+    if (!ok(feature->GetValue(bytes.data(), filled)))
     {
         bytes.clear();
         return false;
@@ -234,11 +259,11 @@ bool PXFeatureContainerUtil::GetFeatureRange(ContainerPtr container, const char*
     if (type == GrbFeatureDataInt)
     {
         int64_t minimum = 0, maximum = 0, increment = 0;
-        if (feature->GetRange(minimum, maximum) != GrbErrorSuccess)
+        if (!ok(feature->GetRange(minimum, maximum)))
             return false;
         min = QVariant(static_cast<qlonglong>(minimum));
         max = QVariant(static_cast<qlonglong>(maximum));
-        if (feature->GetIncrement(increment) != GrbErrorSuccess)
+        if (!ok(feature->GetIncrement(increment)))
             return false;
         inc = QVariant(static_cast<qlonglong>(increment));
         return true;
@@ -246,26 +271,26 @@ bool PXFeatureContainerUtil::GetFeatureRange(ContainerPtr container, const char*
     if (type == GrbFeatureDataFloat)
     {
         double minimum = 0, maximum = 0, increment = 0;
-        if (feature->GetRange(minimum, maximum) != GrbErrorSuccess)
+        if (!ok(feature->GetRange(minimum, maximum)))
             return false;
         min = QVariant(minimum);
         max = QVariant(maximum);
-        if (feature->GetIncrement(increment) != GrbErrorSuccess)
+        if (!ok(feature->GetIncrement(increment)))
             return false;
         inc = QVariant(increment);
         return true;
     }
-    return false;
+    return refuse(GrbErrorWrongType);
 }
 
 bool PXFeatureContainerUtil::HasFeature(ContainerPtr container, const char* name, bool& exists)
 {
     if (!container || !name)
-        return false;
+        return refuse(GrbErrorBadParameter);
     GrbCPP::FeaturePtr feature;
     const GrbErrorType err = container->GetFeatureByName(name, feature);
     if (err != GrbErrorSuccess && err != GrbErrorNotFound)
-        return false;
+        return refuse(err);
     exists = err == GrbErrorSuccess;
     return true;
 }
@@ -273,13 +298,13 @@ bool PXFeatureContainerUtil::HasFeature(ContainerPtr container, const char* name
 bool PXFeatureContainerUtil::IsWritable(ContainerPtr container, const char* name, bool& writable)
 {
     GrbCPP::FeaturePtr feature;
-    return _feature(container, name, feature) && feature->IsWritable(writable) == GrbErrorSuccess;
+    return _feature(container, name, feature) && ok(feature->IsWritable(writable));
 }
 
 bool PXFeatureContainerUtil::IsReadable(ContainerPtr container, const char* name, bool& readable)
 {
     GrbCPP::FeaturePtr feature;
-    return _feature(container, name, feature) && feature->IsReadable(readable) == GrbErrorSuccess;
+    return _feature(container, name, feature) && ok(feature->IsReadable(readable));
 }
 
 bool PXFeatureContainerUtil::GetSubFeatures(ContainerPtr container, const char* name,
@@ -342,7 +367,7 @@ bool PXFeatureContainerUtil::GetFeatureValue(void* handle, const char* name, QVa
         };
         if (ReadSdkText(get, text) != GrbErrorSuccess)
             return false;
-        value = QString::fromLatin1(text.c_str());
+        value = QString::fromUtf8(text.c_str());
         return true;
     }
     default:
@@ -384,7 +409,7 @@ bool PXFeatureContainerUtil::GetFeatureValueEnum(void* handle, const char* name,
     const char* entry = nullptr;
     if (!handle || !name || GrbFeatureEnumGet(handle, name, &entry) != GrbErrorSuccess || !entry)
         return false;
-    value = QString::fromLatin1(entry);
+    value = QString::fromUtf8(entry);
     return true;
 }
 
@@ -395,7 +420,7 @@ bool PXFeatureContainerUtil::SetFeatureValueEnum(void* handle, const char* name,
     const QByteArray entry = value.toString().toUtf8();
     if (GrbFeatureEnumSet(handle, name, entry.constData()) != GrbErrorSuccess)
         return false;
-    value = QString::fromLatin1(entry);
+    value = QString::fromUtf8(entry);
     return true;
 }
 

@@ -1,6 +1,7 @@
 #ifndef DEVICE_PXFEATURECONTAINERUTIL_H
 #define DEVICE_PXFEATURECONTAINERUTIL_H
 
+#include <GrbC/GrbCTypes.h>
 #include <GrbCPP/EnumEntry.h>
 #include <GrbCPP/FeatureContainer.h>
 
@@ -13,7 +14,8 @@
 
 // Reads and writes GenICam features by name as QVariants, in two families: on an SDK
 // feature container object and on a plain SDK handle. Every function answers true for
-// success; none logs or passes on the SDK's code.
+// success and logs nothing; the container family keeps the SDK's code of the calling
+// thread's last failure, for callers that tell the user why.
 class PXFeatureContainerUtil
 {
 public:
@@ -42,6 +44,10 @@ public:
     static bool SetFeatureCommand(void* handle, const char* name, unsigned long timeoutMs);
 
     static double StringToDouble(const QString& text, bool* ok = nullptr);
+
+    // The SDK's code of the last failed container-family call on this thread: -12 for a
+    // command that did not complete in time, -10 for a value of the wrong kind.
+    static GrbErrorType LastError();
 
 private:
     static bool _feature(const ContainerPtr& container, const char* name, GrbCPP::FeaturePtr& feature);

@@ -117,11 +117,13 @@ CameraDiscoveryWidget::CameraDiscoveryWidget(QWidget* parent)
     panelLayout->addLayout(controlRow);
     panelLayout->addItem(new QSpacerItem(0, 0, QSizePolicy::Minimum, QSizePolicy::Expanding));
 
-    connect(this, &CameraDiscoveryWidget::CameraOpened, this, [this] {
+    connect(this, &CameraDiscoveryWidget::CameraOpened, this, [this](const QString& extendedId) {
+        m_openedId = extendedId;
         stackedWidget->setCurrentIndex(1);
         treeView->setEnabled(false);
     });
     connect(this, &CameraDiscoveryWidget::CameraClosed, this, [this] {
+        m_openedId.clear();
         stackedWidget->setCurrentIndex(0);
         treeView->setEnabled(true);
     });
@@ -168,6 +170,11 @@ void CameraDiscoveryWidget::InitApiController()
     connect(controller, &ApiController::CameraRemoved, m_model, &CameraTreeModel::OnCameraRemoved);
     connect(controller, &ApiController::CameraAdded, this, &CameraDiscoveryWidget::_onCameraAdded);
     connect(controller, &ApiController::CameraRemoved, this, &CameraDiscoveryWidget::_onCameraRemoved);
+    // A start-up that could not load a transport layer would otherwise show only as an
+    // empty list: its reason goes to the log.
+    const QString startup = m_apiController->GetStartupMessage();
+    if (!startup.isEmpty())
+        emit ApiError(tr("Camera SDK start-up: %1").arg(startup));
 
     m_apiController->enableAutomaticDiscovery(chkAutoRefresh->isChecked());
     emit ApiControllerAvailable(m_apiController);
@@ -232,6 +239,7 @@ void CameraDiscoveryWidget::OnCameraOpenFailed()
 {
     // Without this the panel would offer "Close Camera" for a camera that never opened
     // and keep the list locked until the user pressed it.
+    m_openedId.clear();
     stackedWidget->setCurrentIndex(0);
     treeView->setEnabled(true);
 }
@@ -280,8 +288,17 @@ void CameraDiscoveryWidget::_onCameraAdded(const CameraInfoMap& camera)
 
 void CameraDiscoveryWidget::_onCameraRemoved(const CameraInfoMap& camera)
 {
-    stackedWidget->setCurrentIndex(0);
-    emit CameraRemoved(camera.value("Extended ID").toString(), camera.value("Camera Name").toString());
-    treeView->setEnabled(true);
+    const QString extendedId = camera.value("Extended ID").toString();
+    // With several cameras, one leaving that is not the open one leaves the controls of
+    // the open one as they are.
+    const bool other = !m_openedId.isEmpty() && extendedId != m_openedId;
+    if (!other)
+    {
+        m_openedId.clear();
+        stackedWidget->setCurrentIndex(0);
+    }
+    emit CameraRemoved(extendedId, camera.value("Camera Name").toString());
+    if (!other)
+        treeView->setEnabled(true);
     Update_lblRefreshInfo();
 }

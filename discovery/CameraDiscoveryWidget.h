@@ -67,6 +67,8 @@ private:
     QCheckBox* chkCompatibleOnly = nullptr;
     QLabel* lblRefreshInfo = nullptr;
     bool m_refreshInProgress = false;
+    // The camera this panel asked to open and has not seen closed or leave; empty if none.
+    QString m_openedId;
     // Wait cursors this panel has set and not yet taken back (start-up, scans).
     int m_waitCursors = 0;
 

@@ -40,4 +40,4 @@ if [ ! -d "$corpus" ]; then
 fi
 export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1}"
 export UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}"
-"$build/tests/tools/fuzz_gvcp_handler" -max_total_time="$seconds" -max_len=4096 -print_final_stats=1 "$corpus"
+"$build/tests/virtualcameras/gige/fuzz_gvcp_handler" -max_total_time="$seconds" -max_len=4096 -print_final_stats=1 "$corpus"

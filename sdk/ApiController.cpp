@@ -105,6 +105,14 @@ std::string ApiController::GetVersion() const
            std::to_string(version.patch);
 }
 
+QString ApiController::GetStartupMessage() const
+{
+    std::string text;
+    ReadSdkText([this](char* buffer, unsigned int& length) { return m_system.GetStartupMessage(buffer, length); },
+                text);
+    return QString::fromUtf8(text.c_str());
+}
+
 std::vector<GrbCPP::CameraPtr> ApiController::UpdateCamerasList()
 {
     QMutexLocker lock(&m_listMutex);
@@ -145,13 +153,13 @@ CameraInfoMap ApiController::GetCameraInfo(GrbCPP::CameraPtr camera)
         emitApiError(err, tr("Failed to get camera extended ID"));
         return info;
     }
-    const QString extendedId = QString::fromLatin1(buffer.c_str());
+    const QString extendedId = QString::fromUtf8(buffer.c_str());
     info.insert(QStringLiteral("Extended ID"), extendedId);
 
     err = ReadSdkText([&](char* b, unsigned int& l) { return camera->GetID(b, l, false); }, buffer);
     if (err != GrbErrorSuccess)
         emitApiError(err, tr("Failed to get camera ID for %1").arg(extendedId));
-    const QString cameraId = QString::fromLatin1(buffer.c_str());
+    const QString cameraId = QString::fromUtf8(buffer.c_str());
     info.insert(QStringLiteral("Camera ID"), cameraId);
 
     auto readField = [&](const QString& key, const QString& failure, auto getter) {
@@ -159,7 +167,7 @@ CameraInfoMap ApiController::GetCameraInfo(GrbCPP::CameraPtr camera)
         GrbErrorType code = ReadSdkText(getter, buffer);
         if (code != GrbErrorSuccess)
             emitApiError(code, failure.arg(cameraId));
-        info.insert(key, QString::fromLatin1(buffer.c_str()));
+        info.insert(key, QString::fromUtf8(buffer.c_str()));
     };
     readField(QStringLiteral("Model Name"), tr("Failed to get camera model for %1"),
               [&](char* b, unsigned int& l) { return camera->GetModel(b, l); });

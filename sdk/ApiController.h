@@ -31,6 +31,9 @@ public:
     void emitApiError(GrbErrorType code, const QString& context);
     GrbErrorType enableAutomaticDiscovery(bool enable);
     std::string GetVersion() const;
+    // Why the SDK's start-up could not load a transport layer (a simulator description
+    // with an error, say); empty when it could.
+    QString GetStartupMessage() const;
 
     std::vector<GrbCPP::CameraPtr> UpdateCamerasList();
     std::vector<GrbCPP::CameraPtr> GetCameraModel();

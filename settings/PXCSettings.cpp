@@ -81,6 +81,15 @@ QStringList patternRow(const char* row)
     return items;
 }
 
+// A settings file that is there but not a regular file (a directory, a pipe that would
+// block the read) is left alone: the store then runs on defaults without it.
+bool usable(const QString& path, bool& exists)
+{
+    const QFileInfo info(path);
+    exists = info.exists() || info.isSymLink();
+    return !exists || info.isFile();
+}
+
 QString twoDigits(int n)
 {
     return QStringLiteral("%1").arg(n, 2, 10, QLatin1Char('0'));
@@ -117,30 +126,41 @@ PXCSettings::PXCSettings()
     QObject* owner = QCoreApplication::instance();
 
     const QString mainFile = m_settingsDir + "/" + "PxTools.ini";
-    const bool mainExists = QFile::exists(mainFile);
-    m_settings = new QSettings(mainFile, QSettings::IniFormat, owner);
-    if (mainExists)
-        _validate();
-    else
-        _createDefault();
+    bool mainExists = false;
+    if (usable(mainFile, mainExists))
+    {
+        m_settings = new QSettings(mainFile, QSettings::IniFormat, owner);
+        if (mainExists)
+            _validate();
+        else
+            _createDefault();
+    }
 
     const QString ccmFile = m_settingsDir + "/" + "ccprofiles.ini";
-    const bool ccmExists = QFile::exists(ccmFile);
-    m_ccmSettings = new QSettings(ccmFile, QSettings::IniFormat, owner);
-    if (!ccmExists)
-        _createDefaultCCM();
+    bool ccmExists = false;
+    if (usable(ccmFile, ccmExists))
+    {
+        m_ccmSettings = new QSettings(ccmFile, QSettings::IniFormat, owner);
+        if (!ccmExists)
+            _createDefaultCCM();
+    }
 
     const QString deffMatchFile = m_settingsDir + "/" + "deffmatch.ini";
-    const bool deffMatchExists = QFile::exists(deffMatchFile);
-    m_deffMatchSettings = new QSettings(deffMatchFile, QSettings::IniFormat, owner);
-    if (!deffMatchExists)
-        _createDefaultDeffMatch();
+    bool deffMatchExists = false;
+    if (usable(deffMatchFile, deffMatchExists))
+    {
+        m_deffMatchSettings = new QSettings(deffMatchFile, QSettings::IniFormat, owner);
+        if (!deffMatchExists)
+            _createDefaultDeffMatch();
+    }
 }
 
 PXCSettings::~PXCSettings() = default;
 
 QVariant PXCSettings::Get(const QString& group, const QString& key, const QVariant& defaultValue)
 {
+    if (!m_settings)
+        return defaultValue;
     m_settings->beginGroup(group);
     QVariant value = m_settings->value(key, defaultValue);
     m_settings->endGroup();
@@ -149,6 +169,8 @@ QVariant PXCSettings::Get(const QString& group, const QString& key, const QVaria
 
 void PXCSettings::Set(const QString& group, const QString& key, const QVariant& value)
 {
+    if (!m_settings)
+        return;
     m_settings->beginGroup(group);
     m_settings->setValue(key, value);
     m_settings->endGroup();
@@ -204,6 +226,8 @@ void PXCSettings::_createDefaultDeffMatch()
 
 void PXCSettings::_createUserMapSettings()
 {
+    if (!m_ccmSettings)
+        return;
     for (int i = 0; i < 5; ++i)
     {
         m_ccmSettings->beginGroup(QStringLiteral("nuc_usermap%1.ge3").arg(i));

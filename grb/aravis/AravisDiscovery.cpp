@@ -2,6 +2,8 @@
 
 #include "GvcpClient.h"
 
+#include <gvcp/GvcpProtocol.h>
+
 #include <arv.h>
 
 #include <arpa/inet.h>
@@ -63,8 +65,8 @@ void completeGigE(AravisDeviceInfo& info, bool openHere)
     if (info.interfaceId.empty())
         info.interfaceId = info.localAddress;
 
-    uint8_t name[GvcpClient::kUserDefinedNameLength] = {};
-    if (gvcp.ReadMemory(GvcpClient::kUserDefinedName, name, sizeof name) == GrbErrorSuccess)
+    uint8_t name[gvcp::kUserDefinedNameSize] = {};
+    if (gvcp.ReadMemory(gvcp::kUserDefinedName, name, sizeof name) == GrbErrorSuccess)
         info.name = printable(name, sizeof name);
     if (info.name.empty())
         info.name = info.model;
@@ -75,7 +77,7 @@ void completeGigE(AravisDeviceInfo& info, bool openHere)
         return;
     }
     uint32_t privilege = 0;
-    info.accessError = gvcp.ReadRegister(GvcpClient::kControlChannelPrivilege, privilege);
+    info.accessError = gvcp.ReadRegister(gvcp::kControlChannelPrivilege, privilege);
     // Bit 0 exclusive, bit 1 control access; either means another application holds it.
     if (info.accessError == GrbErrorSuccess)
         info.permittedAccess = (privilege & 0x3) ? GrbAccessModeRead : (GrbAccessModeFull | GrbAccessModeRead);

@@ -5,6 +5,8 @@
 #include "AravisSession.h"
 #include "GvcpClient.h"
 
+#include <gvcp/GvcpProtocol.h>
+
 namespace grb::aravis {
 
 AravisDriver::AravisDriver(GrbTransportLayerType type)
@@ -25,18 +27,37 @@ std::unique_ptr<TransportLayerDriver> AravisDriver::Create(GrbTransportLayerType
     return std::make_unique<AravisDriver>(type);
 }
 
-GrbErrorType AravisDriver::Start(std::function<void()> listChanged)
+GrbErrorType AravisDriver::Start(DeviceListObserver& observer)
 {
-    if (m_subscription == 0)
-        m_subscription = m_discovery->Subscribe(std::move(listChanged));
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_subscription != 0)
+        return GrbErrorSuccess;
+    m_observer = &observer;
+    // A round's report waits for the lock until the first list is known.
+    m_subscription = m_discovery->Subscribe([this] {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        std::vector<DeviceRecord> devices;
+        Enumerate(devices);
+        if (m_observer)
+            m_snapshot.Update(devices, *this, *m_observer);
+    });
+    std::vector<DeviceRecord> devices;
+    Enumerate(devices);
+    m_snapshot.Reset(devices);
     return GrbErrorSuccess;
 }
 
 void AravisDriver::Stop()
 {
-    if (m_subscription != 0)
-        m_discovery->Unsubscribe(m_subscription);
-    m_subscription = 0;
+    uint64_t subscription = 0;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        subscription = m_subscription;
+        m_subscription = 0;
+        m_observer = nullptr;
+    }
+    if (subscription != 0)
+        m_discovery->Unsubscribe(subscription);
 }
 
 GrbErrorType AravisDriver::Enumerate(std::vector<DeviceRecord>& devices)
@@ -74,7 +95,7 @@ GrbErrorType AravisDriver::Open(const std::string& extendedId, GrbAccessModeType
         // after it was seen to clear the holder's privilege on Aravis's fake camera.
         uint32_t privilege = 0;
         GvcpClient gvcp(info.deviceAddress);
-        if (GrbErrorType err = gvcp.ReadRegister(GvcpClient::kControlChannelPrivilege, privilege))
+        if (GrbErrorType err = gvcp.ReadRegister(gvcp::kControlChannelPrivilege, privilege))
             return err;
         if (privilege & 0x3)
             return AravisError::Fail(GrbErrorInvalidAccess, "another application controls the camera");

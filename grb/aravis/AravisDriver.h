@@ -3,9 +3,11 @@
 
 #include "AravisDiscovery.h"
 
-#include "../src/TransportLayerDriver.h"
+#include <contract/DeviceSnapshot.h>
+#include <contract/TransportLayerDriver.h>
 
 #include <memory>
+#include <mutex>
 #include <string>
 
 namespace grb::aravis {
@@ -20,7 +22,7 @@ public:
 
     static std::unique_ptr<TransportLayerDriver> Create(GrbTransportLayerType type);
 
-    GrbErrorType Start(std::function<void()> listChanged) override;
+    GrbErrorType Start(DeviceListObserver& observer) override;
     void Stop() override;
     GrbErrorType Enumerate(std::vector<DeviceRecord>& devices) override;
     GrbErrorType Open(const std::string& extendedId, GrbAccessModeType mode,
@@ -32,6 +34,10 @@ private:
     std::string m_path;
     std::shared_ptr<AravisDiscovery> m_discovery;
     uint64_t m_subscription = 0;
+    // What was reported last, so that a discovery round reports only what changed.
+    std::mutex m_mutex;
+    DeviceListObserver* m_observer = nullptr;
+    DeviceSnapshot m_snapshot;
 };
 
 } // namespace grb::aravis

@@ -4,6 +4,7 @@
 
 #include <arv.h>
 
+#include <algorithm>
 #include <cmath>
 #include <vector>
 
@@ -106,268 +107,158 @@ AravisNodeMap::AravisNodeMap(std::shared_ptr<AravisConnection> connection)
 {
 }
 
-GrbErrorType AravisNodeMap::_With(const std::string& name, GrbFeatureDataType type, Use use,
-                                  const std::function<GrbErrorType(ArvGcFeatureNode*)>& f)
+GrbErrorType AravisNodeMap::_With(const std::string& name, const std::function<GrbErrorType(ArvGcFeatureNode*)>& f)
 {
-    const bool sessionWritable = m_connection->Writable();
     return m_connection->Run([&](ArvDevice* device, ArvCamera*) -> GrbErrorType {
         ArvGcNode* node = name.empty() ? nullptr : arv_device_get_feature(device, name.c_str());
-        const GrbFeatureDataType actual = node ? typeOf(node) : GrbFeatureDataType(GrbFeatureDataUnknown);
-        if (actual == GrbFeatureDataUnknown)
+        if (!node || typeOf(node) == GrbFeatureDataUnknown)
             return AravisError::Fail(GrbErrorNotFound, "no feature named " + name);
-        if (type != GrbFeatureDataUnknown && actual != type)
-            return AravisError::Fail(GrbErrorWrongType, name + " has another type");
-        auto* feature = ARV_GC_FEATURE_NODE(node);
-        if (use != Use::Describe)
-        {
-            bool allowed = false;
-            GrbErrorType err = check(feature, use == Use::Write, sessionWritable, allowed);
-            if (err != GrbErrorSuccess)
-                return err;
-            if (!allowed)
-                return AravisError::Fail(GrbErrorInvalidAccess,
-                                         name + (use == Use::Write ? " cannot be written now" : " cannot be read now"));
-        }
-        return f(feature);
+        return f(ARV_GC_FEATURE_NODE(node));
     });
 }
 
-GrbErrorType AravisNodeMap::Info(const std::string& name, FeatureInfo& info)
+GrbErrorType AravisNodeMap::Describe(const std::string& name, unsigned details, FeatureDescription& d)
 {
     const bool sessionWritable = m_connection->Writable();
-    return _With(name, GrbFeatureDataUnknown, Use::Describe, [&](ArvGcFeatureNode* node) -> GrbErrorType {
-        info.type = typeOf(ARV_GC_NODE(node));
-        GrbErrorType err = check(node, false, sessionWritable, info.readable);
+    return _With(name, [&](ArvGcFeatureNode* node) -> GrbErrorType {
+        d = FeatureDescription();
+        d.type = typeOf(ARV_GC_NODE(node));
+        GrbErrorType err = check(node, false, sessionWritable, d.readable);
         if (err == GrbErrorSuccess)
-            err = check(node, true, sessionWritable, info.writable);
-        return err;
-    });
-}
-
-GrbErrorType AravisNodeMap::GetInt(const std::string& name, int64_t& value)
-{
-    return _With(name, GrbFeatureDataInt, Use::Read, [&](ArvGcFeatureNode* node) -> GrbErrorType {
-        GError* error = nullptr;
-        const int64_t v = arv_gc_integer_get_value(ARV_GC_INTEGER(node), &error);
-        if (!error)
-            value = v;
-        return AravisError::Take(error);
-    });
-}
-
-GrbErrorType AravisNodeMap::SetInt(const std::string& name, int64_t value)
-{
-    return _With(name, GrbFeatureDataInt, Use::Write, [&](ArvGcFeatureNode* node) -> GrbErrorType {
-        auto* integer = ARV_GC_INTEGER(node);
-        GError* error = nullptr;
-        const int64_t min = arv_gc_integer_get_min(integer, &error);
-        const int64_t max = error ? 0 : arv_gc_integer_get_max(integer, &error);
-        int64_t inc = error ? 0 : arv_gc_integer_get_inc(integer, &error);
-        if (error)
-            return AravisError::Take(error);
-        if (inc < 1)
-            inc = 1;
-        if (value < min || value > max || (value - min) % inc != 0)
-            return AravisError::Fail(GrbErrorInvalidValue, name + ": " + std::to_string(value) + " is out of range");
-        arv_gc_integer_set_value(integer, value, &error);
-        return AravisError::Take(error);
-    });
-}
-
-GrbErrorType AravisNodeMap::GetIntRange(const std::string& name, int64_t& min, int64_t& max, int64_t& inc)
-{
-    return _With(name, GrbFeatureDataInt, Use::Describe, [&](ArvGcFeatureNode* node) -> GrbErrorType {
-        auto* integer = ARV_GC_INTEGER(node);
-        GError* error = nullptr;
-        const int64_t lo = arv_gc_integer_get_min(integer, &error);
-        const int64_t hi = error ? 0 : arv_gc_integer_get_max(integer, &error);
-        const int64_t step = error ? 0 : arv_gc_integer_get_inc(integer, &error);
-        if (error)
-            return AravisError::Take(error);
-        min = lo;
-        max = hi;
-        inc = step < 1 ? 1 : step;
-        return GrbErrorSuccess;
-    });
-}
-
-GrbErrorType AravisNodeMap::GetFloat(const std::string& name, double& value)
-{
-    return _With(name, GrbFeatureDataFloat, Use::Read, [&](ArvGcFeatureNode* node) -> GrbErrorType {
-        GError* error = nullptr;
-        const double v = arv_gc_float_get_value(ARV_GC_FLOAT(node), &error);
-        if (!error)
-            value = v;
-        return AravisError::Take(error);
-    });
-}
-
-GrbErrorType AravisNodeMap::SetFloat(const std::string& name, double value)
-{
-    return _With(name, GrbFeatureDataFloat, Use::Write, [&](ArvGcFeatureNode* node) -> GrbErrorType {
-        auto* number = ARV_GC_FLOAT(node);
-        GError* error = nullptr;
-        const double min = arv_gc_float_get_min(number, &error);
-        const double max = error ? 0 : arv_gc_float_get_max(number, &error);
-        const double inc = error ? 0 : arv_gc_float_get_inc(number, &error);
-        if (error)
-            return AravisError::Take(error);
-        bool valid = !std::isnan(value) && value >= min && value <= max;
-        // Aravis answers the smallest double for a float without an increment.
-        if (valid && std::isfinite(inc) && inc > G_MINDOUBLE)
-        {
-            const double steps = (value - min) / inc;
-            valid = std::fabs(steps - std::round(steps)) <= 1e-6;
-        }
-        if (!valid)
-            return AravisError::Fail(GrbErrorInvalidValue, name + ": " + std::to_string(value) + " is out of range");
-        arv_gc_float_set_value(number, value, &error);
-        return AravisError::Take(error);
-    });
-}
-
-GrbErrorType AravisNodeMap::GetFloatRange(const std::string& name, double& min, double& max, double& inc,
-                                          bool& hasIncrement)
-{
-    return _With(name, GrbFeatureDataFloat, Use::Describe, [&](ArvGcFeatureNode* node) -> GrbErrorType {
-        auto* number = ARV_GC_FLOAT(node);
-        GError* error = nullptr;
-        const double lo = arv_gc_float_get_min(number, &error);
-        const double hi = error ? 0 : arv_gc_float_get_max(number, &error);
-        const double step = error ? 0 : arv_gc_float_get_inc(number, &error);
-        if (error)
-            return AravisError::Take(error);
-        min = lo;
-        max = hi;
-        hasIncrement = std::isfinite(step) && step > G_MINDOUBLE;
-        inc = hasIncrement ? step : 0.0;
-        return GrbErrorSuccess;
-    });
-}
-
-GrbErrorType AravisNodeMap::GetBool(const std::string& name, bool& value)
-{
-    return _With(name, GrbFeatureDataBool, Use::Read, [&](ArvGcFeatureNode* node) -> GrbErrorType {
-        GError* error = nullptr;
-        const bool v = arv_gc_boolean_get_value(ARV_GC_BOOLEAN(node), &error);
-        if (!error)
-            value = v;
-        return AravisError::Take(error);
-    });
-}
-
-GrbErrorType AravisNodeMap::SetBool(const std::string& name, bool value)
-{
-    return _With(name, GrbFeatureDataBool, Use::Write, [&](ArvGcFeatureNode* node) -> GrbErrorType {
-        GError* error = nullptr;
-        arv_gc_boolean_set_value(ARV_GC_BOOLEAN(node), value, &error);
-        return AravisError::Take(error);
-    });
-}
-
-GrbErrorType AravisNodeMap::GetEnum(const std::string& name, std::string& entry)
-{
-    return _With(name, GrbFeatureDataEnum, Use::Read, [&](ArvGcFeatureNode* node) -> GrbErrorType {
-        GError* error = nullptr;
-        const char* v = arv_gc_enumeration_get_string_value(ARV_GC_ENUMERATION(node), &error);
-        if (!error)
-            entry = v ? v : "";
-        return AravisError::Take(error);
-    });
-}
-
-GrbErrorType AravisNodeMap::GetEnumInt(const std::string& name, int64_t& value)
-{
-    return _With(name, GrbFeatureDataEnum, Use::Read, [&](ArvGcFeatureNode* node) -> GrbErrorType {
-        GError* error = nullptr;
-        const int64_t v = arv_gc_enumeration_get_int_value(ARV_GC_ENUMERATION(node), &error);
-        if (!error)
-            value = v;
-        return AravisError::Take(error);
-    });
-}
-
-GrbErrorType AravisNodeMap::_SetEntry(const std::string& name, const std::function<bool(const EnumEntryInfo&)>& match,
-                                      const std::string& wanted)
-{
-    return _With(name, GrbFeatureDataEnum, Use::Write, [&](ArvGcFeatureNode* node) -> GrbErrorType {
-        std::vector<EnumEntryInfo> entries;
-        GrbErrorType err = entriesOf(node, entries);
+            err = check(node, true, sessionWritable, d.writable);
         if (err != GrbErrorSuccess)
             return err;
-        for (const auto& entry : entries)
+        GError* error = nullptr;
+        if (details & FeatureDescription::Limits)
         {
-            if (!match(entry))
-                continue;
-            if (!entry.available)
-                break;
-            GError* error = nullptr;
-            arv_gc_enumeration_set_int_value(ARV_GC_ENUMERATION(node), entry.value, &error);
-            return AravisError::Take(error);
+            if (d.type == GrbFeatureDataInt)
+            {
+                auto* integer = ARV_GC_INTEGER(node);
+                d.intMin = arv_gc_integer_get_min(integer, &error);
+                d.intMax = error ? 0 : arv_gc_integer_get_max(integer, &error);
+                const int64_t inc = error ? 1 : arv_gc_integer_get_inc(integer, &error);
+                d.intInc = inc < 1 ? 1 : inc;
+            }
+            else if (d.type == GrbFeatureDataFloat)
+            {
+                auto* number = ARV_GC_FLOAT(node);
+                d.floatMin = arv_gc_float_get_min(number, &error);
+                d.floatMax = error ? 0 : arv_gc_float_get_max(number, &error);
+                const double inc = error ? 0 : arv_gc_float_get_inc(number, &error);
+                // Aravis answers the smallest double for a float without an increment.
+                d.hasFloatInc = std::isfinite(inc) && inc > G_MINDOUBLE;
+                d.floatInc = d.hasFloatInc ? inc : 0.0;
+            }
+            else if (d.type == GrbFeatureDataString)
+                d.length = static_cast<uint32_t>(arv_gc_string_get_max_length(ARV_GC_STRING(node), &error));
+            else if (d.type == GrbFeatureDataRaw)
+                d.length = static_cast<uint32_t>(arv_gc_register_get_length(ARV_GC_REGISTER(node), &error));
         }
-        return AravisError::Fail(GrbErrorInvalidValue, name + " has no available entry " + wanted);
-    });
-}
-
-GrbErrorType AravisNodeMap::SetEnum(const std::string& name, const std::string& entry)
-{
-    return _SetEntry(
-        name, [&](const EnumEntryInfo& e) { return e.name == entry; }, entry);
-}
-
-GrbErrorType AravisNodeMap::SetEnumInt(const std::string& name, int64_t value)
-{
-    return _SetEntry(
-        name, [&](const EnumEntryInfo& e) { return e.value == value; }, std::to_string(value));
-}
-
-GrbErrorType AravisNodeMap::GetEnumEntries(const std::string& name, std::vector<EnumEntryInfo>& entries)
-{
-    return _With(name, GrbFeatureDataEnum, Use::Describe,
-                 [&](ArvGcFeatureNode* node) -> GrbErrorType { return entriesOf(node, entries); });
-}
-
-GrbErrorType AravisNodeMap::GetString(const std::string& name, std::string& value)
-{
-    return _With(name, GrbFeatureDataString, Use::Read, [&](ArvGcFeatureNode* node) -> GrbErrorType {
-        GError* error = nullptr;
-        const char* v = arv_gc_string_get_value(ARV_GC_STRING(node), &error);
-        if (!error)
-            value = v ? v : "";
-        return AravisError::Take(error);
-    });
-}
-
-GrbErrorType AravisNodeMap::SetString(const std::string& name, const std::string& value)
-{
-    return _With(name, GrbFeatureDataString, Use::Write, [&](ArvGcFeatureNode* node) -> GrbErrorType {
-        auto* text = ARV_GC_STRING(node);
-        GError* error = nullptr;
-        const int64_t maxLength = arv_gc_string_get_max_length(text, &error);
         if (error)
             return AravisError::Take(error);
-        if (static_cast<int64_t>(value.size()) > maxLength)
-            return AravisError::Fail(GrbErrorInvalidValue, name + " holds at most " + std::to_string(maxLength) +
-                                                               " characters");
-        arv_gc_string_set_value(text, value.c_str(), &error);
+        if ((details & FeatureDescription::Entries) && d.type == GrbFeatureDataEnum)
+            return entriesOf(node, d.entries);
+        return GrbErrorSuccess;
+    });
+}
+
+GrbErrorType AravisNodeMap::Read(const std::string& name, GrbFeatureDataType type, FeatureValue& value)
+{
+    return _With(name, [&](ArvGcFeatureNode* node) -> GrbErrorType {
+        GError* error = nullptr;
+        switch (type)
+        {
+        case GrbFeatureDataInt:
+            value.integer = arv_gc_integer_get_value(ARV_GC_INTEGER(node), &error);
+            break;
+        case GrbFeatureDataFloat:
+            value.real = arv_gc_float_get_value(ARV_GC_FLOAT(node), &error);
+            break;
+        case GrbFeatureDataBool:
+            value.boolean = arv_gc_boolean_get_value(ARV_GC_BOOLEAN(node), &error);
+            break;
+        case GrbFeatureDataEnum:
+            value.integer = arv_gc_enumeration_get_int_value(ARV_GC_ENUMERATION(node), &error);
+            break;
+        case GrbFeatureDataString: {
+            const char* text = arv_gc_string_get_value(ARV_GC_STRING(node), &error);
+            value.text = text ? text : "";
+            break;
+        }
+        case GrbFeatureDataRaw: {
+            auto* reg = ARV_GC_REGISTER(node);
+            const uint64_t size = arv_gc_register_get_length(reg, &error);
+            if (error)
+                break;
+            value.bytes = registerBuffer(size);
+            if (size > 0)
+                arv_gc_register_get(reg, value.bytes.data(), size, &error);
+            value.bytes.resize(static_cast<size_t>(size));
+            break;
+        }
+        default:
+            return GrbErrorWrongType;
+        }
         return AravisError::Take(error);
     });
 }
 
-GrbErrorType AravisNodeMap::RunCommand(const std::string& name)
+GrbErrorType AravisNodeMap::Write(const std::string& name, GrbFeatureDataType type, const FeatureValue& value)
 {
-    return _With(name, GrbFeatureDataCommand, Use::Write, [&](ArvGcFeatureNode* node) -> GrbErrorType {
+    return _With(name, [&](ArvGcFeatureNode* node) -> GrbErrorType {
+        GError* error = nullptr;
+        switch (type)
+        {
+        case GrbFeatureDataInt:
+            arv_gc_integer_set_value(ARV_GC_INTEGER(node), value.integer, &error);
+            break;
+        case GrbFeatureDataFloat:
+            arv_gc_float_set_value(ARV_GC_FLOAT(node), value.real, &error);
+            break;
+        case GrbFeatureDataBool:
+            arv_gc_boolean_set_value(ARV_GC_BOOLEAN(node), value.boolean, &error);
+            break;
+        case GrbFeatureDataEnum:
+            arv_gc_enumeration_set_int_value(ARV_GC_ENUMERATION(node), value.integer, &error);
+            break;
+        case GrbFeatureDataString:
+            arv_gc_string_set_value(ARV_GC_STRING(node), value.text.c_str(), &error);
+            break;
+        case GrbFeatureDataRaw: {
+            auto* reg = ARV_GC_REGISTER(node);
+            const uint64_t size = arv_gc_register_get_length(reg, &error);
+            if (error)
+                break;
+            // Aravis always writes the register's whole length: a short write is padded.
+            std::vector<uint8_t> whole = registerBuffer(size);
+            std::copy(value.bytes.begin(), value.bytes.begin() + std::min<size_t>(value.bytes.size(), whole.size()),
+                      whole.begin());
+            arv_gc_register_set(reg, whole.data(), size, &error);
+            break;
+        }
+        default:
+            return GrbErrorWrongType;
+        }
+        return AravisError::Take(error);
+    });
+}
+
+GrbErrorType AravisNodeMap::Execute(const std::string& name)
+{
+    return _With(name, [&](ArvGcFeatureNode* node) -> GrbErrorType {
         GError* error = nullptr;
         arv_gc_command_execute(ARV_GC_COMMAND(node), &error);
         return AravisError::Take(error);
     });
 }
 
-GrbErrorType AravisNodeMap::IsCommandDone(const std::string& name, bool& done)
+GrbErrorType AravisNodeMap::IsDone(const std::string& name, bool& done)
 {
     // Aravis has no completion query. A command is done once its pValue no longer
     // reads the CommandValue; one whose pValue cannot be read is done when written.
-    return _With(name, GrbFeatureDataCommand, Use::Describe, [&](ArvGcFeatureNode* node) -> GrbErrorType {
+    return _With(name, [&](ArvGcFeatureNode* node) -> GrbErrorType {
+        if (!ARV_IS_GC_COMMAND(node))
+            return GrbErrorWrongType;
         ArvGcNode* target = nullptr;
         int64_t commandValue = 0;
         bool hasCommandValue = false;
@@ -409,57 +300,6 @@ GrbErrorType AravisNodeMap::IsCommandDone(const std::string& name, bool& done)
             return AravisError::Take(error);
         done = value != commandValue;
         return GrbErrorSuccess;
-    });
-}
-
-GrbErrorType AravisNodeMap::GetRawLength(const std::string& name, uint32_t& length)
-{
-    return _With(name, GrbFeatureDataRaw, Use::Describe, [&](ArvGcFeatureNode* node) -> GrbErrorType {
-        GError* error = nullptr;
-        const uint64_t size = arv_gc_register_get_length(ARV_GC_REGISTER(node), &error);
-        if (!error)
-            length = static_cast<uint32_t>(size);
-        return AravisError::Take(error);
-    });
-}
-
-GrbErrorType AravisNodeMap::GetRaw(const std::string& name, uint8_t* buffer, uint32_t& length)
-{
-    return _With(name, GrbFeatureDataRaw, Use::Read, [&](ArvGcFeatureNode* node) -> GrbErrorType {
-        auto* reg = ARV_GC_REGISTER(node);
-        GError* error = nullptr;
-        const uint64_t size = arv_gc_register_get_length(reg, &error);
-        if (error)
-            return AravisError::Take(error);
-        std::vector<uint8_t> whole = registerBuffer(size);
-        if (size > 0)
-            arv_gc_register_get(reg, whole.data(), size, &error);
-        if (error)
-            return AravisError::Take(error);
-        length = static_cast<uint32_t>(std::min<uint64_t>(length, size));
-        if (length > 0)
-            std::copy(whole.begin(), whole.begin() + length, buffer);
-        return GrbErrorSuccess;
-    });
-}
-
-GrbErrorType AravisNodeMap::SetRaw(const std::string& name, const uint8_t* buffer, uint32_t length)
-{
-    if (length > 0 && !buffer)
-        return GrbErrorBadParameter;
-    return _With(name, GrbFeatureDataRaw, Use::Write, [&](ArvGcFeatureNode* node) -> GrbErrorType {
-        auto* reg = ARV_GC_REGISTER(node);
-        GError* error = nullptr;
-        const uint64_t size = arv_gc_register_get_length(reg, &error);
-        if (error)
-            return AravisError::Take(error);
-        if (length > size)
-            return AravisError::Fail(GrbErrorInvalidValue, name + " holds " + std::to_string(size) + " bytes");
-        // Aravis always writes the register's whole length: a short write is padded.
-        std::vector<uint8_t> whole = registerBuffer(size);
-        std::copy(buffer, buffer + length, whole.begin());
-        arv_gc_register_set(reg, whole.data(), size, &error);
-        return AravisError::Take(error);
     });
 }
 

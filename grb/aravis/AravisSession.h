@@ -6,7 +6,7 @@
 #include "AravisNodeMap.h"
 #include "AravisStreamNodeMap.h"
 
-#include "../src/DeviceSession.h"
+#include <contract/DeviceSession.h>
 
 #include <memory>
 #include <string>

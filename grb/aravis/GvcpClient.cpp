@@ -2,6 +2,8 @@
 
 #include "AravisError.h"
 
+#include <gvcp/GvcpProtocol.h>
+
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <poll.h>
@@ -17,51 +19,24 @@ namespace grb::aravis {
 
 namespace {
 
-constexpr uint16_t kPort = 3956;
-constexpr uint16_t kReadRegister = 0x0080;
-constexpr uint16_t kReadMemory = 0x0084;
-constexpr uint16_t kPendingAck = 0x0089;
 constexpr int kAttempts = 3;
 constexpr int kAnswerWaitMs = 200;
 constexpr int kPendingLimitMs = 3000;
-constexpr size_t kHeader = 8;
-
-void put16(std::vector<uint8_t>& out, uint16_t v)
-{
-    out.push_back(static_cast<uint8_t>(v >> 8));
-    out.push_back(static_cast<uint8_t>(v));
-}
-
-void put32(std::vector<uint8_t>& out, uint32_t v)
-{
-    put16(out, static_cast<uint16_t>(v >> 16));
-    put16(out, static_cast<uint16_t>(v));
-}
-
-uint16_t get16(const uint8_t* p)
-{
-    return static_cast<uint16_t>(p[0] << 8 | p[1]);
-}
-
-uint32_t get32(const uint8_t* p)
-{
-    return static_cast<uint32_t>(get16(p)) << 16 | get16(p + 2);
-}
 
 GrbErrorType statusCode(uint16_t status)
 {
     switch (status)
     {
-    case 0x8001:
+    case gvcp::kStatusNotImplemented:
         return GrbErrorNotImplemented;
-    case 0x8002:
-    case 0x8005:
+    case gvcp::kStatusInvalidParameter:
+    case gvcp::kStatusBadAlignment:
         return GrbErrorBadParameter;
-    case 0x8003:
-    case 0x8004:
-    case 0x8006:
+    case gvcp::kStatusInvalidAddress:
+    case gvcp::kStatusWriteProtect:
+    case gvcp::kStatusAccessDenied:
         return GrbErrorInvalidAccess;
-    case 0x8007:
+    case gvcp::kStatusBusy:
         return GrbErrorResources;
     default:
         return GrbErrorTransportLayer;
@@ -74,7 +49,7 @@ GvcpClient::GvcpClient(const std::string& deviceAddress)
 {
     sockaddr_in device{};
     device.sin_family = AF_INET;
-    device.sin_port = htons(kPort);
+    device.sin_port = htons(gvcp::kPort);
     if (inet_pton(AF_INET, deviceAddress.c_str(), &device.sin_addr) != 1)
     {
         m_setupError = AravisError::Fail(GrbErrorBadParameter, "not an IPv4 address: " + deviceAddress);
@@ -109,14 +84,14 @@ std::string GvcpClient::LocalAddress() const
 GrbErrorType GvcpClient::ReadRegister(uint32_t address, uint32_t& value)
 {
     std::vector<uint8_t> payload;
-    put32(payload, address);
+    gvcp::Append32(payload, address);
     std::vector<uint8_t> answer;
-    GrbErrorType err = _Transact(kReadRegister, payload, answer);
+    GrbErrorType err = _Transact(gvcp::kReadRegister, payload, answer);
     if (err != GrbErrorSuccess)
         return err;
     if (answer.size() < 4)
         return AravisError::Fail(GrbErrorTransportLayer, "short register answer");
-    value = get32(answer.data());
+    value = gvcp::Get32(answer.data());
     return GrbErrorSuccess;
 }
 
@@ -125,14 +100,14 @@ GrbErrorType GvcpClient::ReadMemory(uint32_t address, uint8_t* buffer, uint16_t 
     if (count == 0 || count % 4 != 0 || count > 512)
         return AravisError::Fail(GrbErrorBadParameter, "bad memory read size");
     std::vector<uint8_t> payload;
-    put32(payload, address);
-    put16(payload, 0);
-    put16(payload, count);
+    gvcp::Append32(payload, address);
+    gvcp::Append16(payload, 0);
+    gvcp::Append16(payload, count);
     std::vector<uint8_t> answer;
-    GrbErrorType err = _Transact(kReadMemory, payload, answer);
+    GrbErrorType err = _Transact(gvcp::kReadMemory, payload, answer);
     if (err != GrbErrorSuccess)
         return err;
-    if (answer.size() < 4u + count || get32(answer.data()) != address)
+    if (answer.size() < 4u + count || gvcp::Get32(answer.data()) != address)
         return AravisError::Fail(GrbErrorTransportLayer, "short memory answer");
     std::memcpy(buffer, answer.data() + 4, count);
     return GrbErrorSuccess;
@@ -144,10 +119,10 @@ GrbErrorType GvcpClient::_Transact(uint16_t command, const std::vector<uint8_t>&
         return m_setupError;
     if (++m_requestId == 0)
         m_requestId = 1;
-    std::vector<uint8_t> packet{0x42, 0x01};
-    put16(packet, command);
-    put16(packet, static_cast<uint16_t>(payload.size()));
-    put16(packet, m_requestId);
+    std::vector<uint8_t> packet{gvcp::kCommandKey, gvcp::kFlagAckWanted};
+    gvcp::Append16(packet, command);
+    gvcp::Append16(packet, static_cast<uint16_t>(payload.size()));
+    gvcp::Append16(packet, m_requestId);
     packet.insert(packet.end(), payload.begin(), payload.end());
 
     uint8_t in[1024];
@@ -169,25 +144,25 @@ GrbErrorType GvcpClient::_Transact(uint16_t command, const std::vector<uint8_t>&
                 break;
             ssize_t got = recv(m_socket, in, sizeof in, 0);
             // Anything short, foreign or stale is dropped: the camera's packets are untrusted.
-            if (got < static_cast<ssize_t>(kHeader) || get16(in + 6) != m_requestId)
+            if (got < static_cast<ssize_t>(gvcp::kHeaderSize) || gvcp::Get16(in + 6) != m_requestId)
                 continue;
-            const uint16_t status = get16(in);
-            const uint16_t ack = get16(in + 2);
-            const size_t length = get16(in + 4);
-            if (ack == kPendingAck)
+            const uint16_t status = gvcp::Get16(in);
+            const uint16_t ack = gvcp::Get16(in + 2);
+            const size_t length = gvcp::Get16(in + 4);
+            if (ack == gvcp::kPendingAck)
             {
-                if (length >= 4 && got >= static_cast<ssize_t>(kHeader + 4))
+                if (length >= 4 && got >= static_cast<ssize_t>(gvcp::kHeaderSize + 4))
                     deadline = std::min(limit, std::chrono::steady_clock::now() +
-                                                   std::chrono::milliseconds(get16(in + kHeader + 2)));
+                                                   std::chrono::milliseconds(gvcp::Get16(in + gvcp::kHeaderSize + 2)));
                 continue;
             }
             if (ack != command + 1)
                 continue;
             if (status != 0)
                 return AravisError::Fail(statusCode(status), "the camera refused a GVCP request");
-            if (kHeader + length > static_cast<size_t>(got))
+            if (gvcp::kHeaderSize + length > static_cast<size_t>(got))
                 return AravisError::Fail(GrbErrorTransportLayer, "truncated GVCP answer");
-            answer.assign(in + kHeader, in + kHeader + length);
+            answer.assign(in + gvcp::kHeaderSize, in + gvcp::kHeaderSize + length);
             return GrbErrorSuccess;
         }
     }

@@ -14,11 +14,6 @@ namespace grb::aravis {
 class GvcpClient
 {
 public:
-    // The register that tells whether some application controls the camera.
-    static constexpr uint32_t kControlChannelPrivilege = 0x0A00;
-    static constexpr uint32_t kUserDefinedName = 0x00E8;
-    static constexpr uint16_t kUserDefinedNameLength = 16;
-
     explicit GvcpClient(const std::string& deviceAddress);
     ~GvcpClient();
     GvcpClient(const GvcpClient&) = delete;

@@ -18,6 +18,25 @@ struct SimFileConfig
     std::vector<uint8_t> data;
 };
 
+// A fault a description switches on, as tests do with SimWorld's switches.
+struct SimFaultConfig
+{
+    enum class Kind
+    {
+        UnplugAfterChunks, // the device leaves after count more file Read or Write operations
+        CommandDelay, // the command completes delayMs after it runs (< 0: never)
+        ShortRead, // raw reads return at most count bytes
+        FailAccess, // the count-th access fails with code
+    };
+    Kind kind = Kind::UnplugAfterChunks;
+    std::string feature;
+    int stream = -1; // -1: the camera's own features
+    int64_t count = 0;
+    int delayMs = 0;
+    GrbErrorType code = GrbErrorTransportLayer;
+    int line = 0; // of the description, for error messages
+};
+
 // One simulated camera as a description or the demo set gives it.
 struct SimCameraConfig
 {
@@ -34,6 +53,8 @@ struct SimCameraConfig
     uint64_t capacity = 16u * 1024u * 1024u;
     uint32_t bufferSize = 65536;
     bool accessLengthWritable = true;
+    // FileAccessBuffer is as long as FileAccessLength says, as on many cameras.
+    bool bufferFollowsLength = false;
     std::string streamProtocol = "UDP";
     int resetDelayMs = 1000;
     std::vector<std::string> slotNames;
@@ -41,6 +62,7 @@ struct SimCameraConfig
     std::vector<SimFileConfig> files;
     // Extra camera features, added after the standard ones (a same name replaces).
     std::vector<SimFeature> extraFeatures;
+    std::vector<SimFaultConfig> faults;
 };
 
 } // namespace grb::sim

@@ -1,5 +1,6 @@
 #include "SimDescription.h"
 
+#include "SimDevice.h"
 #include "SimNodeMap.h"
 
 #include <algorithm>
@@ -9,6 +10,8 @@
 #include <map>
 #include <set>
 #include <sstream>
+
+#include <sys/stat.h>
 
 namespace grb::sim {
 
@@ -175,7 +178,8 @@ bool parseCamera(const Fields& f, SimCameraConfig& c, std::string& error)
 {
     if (!checkKeys(f,
                    {"id", "model", "serial", "ext", "name", "transport", "interface", "vendor", "firmware", "held",
-                    "capacity", "buffer", "access-length", "protocol", "reset-delay", "slots", "without"},
+                    "capacity", "buffer", "buffer-length", "access-length", "protocol", "reset-delay", "slots",
+                    "without"},
                    {"id", "model"}, "camera", error))
         return false;
     c.id = f.at("id");
@@ -220,6 +224,16 @@ bool parseCamera(const Fields& f, SimCameraConfig& c, std::string& error)
             return false;
         }
         c.bufferSize = static_cast<uint32_t>(number);
+    }
+    if (f.count("buffer-length"))
+    {
+        const std::string& b = f.at("buffer-length");
+        if (b != "fixed" && b != "follows")
+        {
+            error = "buffer-length must be fixed or follows";
+            return false;
+        }
+        c.bufferFollowsLength = b == "follows";
     }
     if (f.count("access-length"))
     {
@@ -283,6 +297,13 @@ bool parseFile(const Fields& f, SimCameraConfig& c, std::string& error)
         error = "selector " + file.selector + " is neither Userfile nor a slot of this camera";
         return false;
     }
+    for (const SimFileConfig& known : c.files)
+        if (known.selector == file.selector && (file.selector != "Userfile" || known.name == file.name))
+        {
+            error = file.selector == "Userfile" ? "file " + file.name + " is described twice"
+                                                : "slot " + file.selector + " holds one file and is given two";
+            return false;
+        }
     if (f.count("text") == f.count("size"))
     {
         error = "file needs exactly one of text= and size=";
@@ -375,6 +396,11 @@ bool parseFeature(const Fields& f, SimCameraConfig& c, std::string& error)
             entry.available = parts.size() == 2;
             entries.push_back(entry);
         }
+        if (entries.empty())
+        {
+            error = "enum feature needs at least one entry in entries=";
+            return false;
+        }
         int64_t current = entries.front().value;
         if (f.count("value"))
         {
@@ -430,13 +456,150 @@ bool parseFeature(const Fields& f, SimCameraConfig& c, std::string& error)
     return true;
 }
 
+bool parseFault(const Fields& f, int line, SimCameraConfig& c, std::string& error)
+{
+    if (!checkKeys(f, {"unplug-after-chunks", "feature", "stream", "delay", "short-read", "fail-access", "code"}, {},
+                   "fault", error))
+        return false;
+    SimFaultConfig fault;
+    fault.line = line;
+    const int kinds = int(f.count("unplug-after-chunks") + f.count("delay") + f.count("short-read") +
+                          f.count("fail-access"));
+    if (kinds != 1)
+    {
+        error = "fault needs exactly one of unplug-after-chunks=, delay=, short-read= and fail-access=";
+        return false;
+    }
+    if (f.count("unplug-after-chunks") != 0 && (f.count("feature") || f.count("stream")))
+    {
+        error = "unplug-after-chunks= takes no feature=";
+        return false;
+    }
+    if (!f.count("unplug-after-chunks") && !f.count("feature"))
+    {
+        error = "this fault needs feature=";
+        return false;
+    }
+    if (f.count("code") && !f.count("fail-access"))
+    {
+        error = "code= goes with fail-access=";
+        return false;
+    }
+    uint64_t number = 0;
+    int64_t signedNumber = 0;
+    if (f.count("feature"))
+        fault.feature = f.at("feature");
+    if (f.count("stream"))
+    {
+        if (!toUnsigned(f.at("stream"), "stream", 15, number, error))
+            return false;
+        fault.stream = static_cast<int>(number);
+    }
+    if (f.count("unplug-after-chunks"))
+    {
+        if (!toUnsigned(f.at("unplug-after-chunks"), "unplug-after-chunks", 1u << 30, number, error) || number == 0)
+        {
+            if (error.empty())
+                error = "unplug-after-chunks must be at least 1";
+            return false;
+        }
+        fault.kind = SimFaultConfig::Kind::UnplugAfterChunks;
+        fault.count = static_cast<int64_t>(number);
+    }
+    else if (f.count("delay"))
+    {
+        if (!toInt(f.at("delay"), "delay", signedNumber, error) || signedNumber < -1 || signedNumber > 600000)
+        {
+            if (error.empty())
+                error = "delay must be -1 (never) to 600000 ms";
+            return false;
+        }
+        fault.kind = SimFaultConfig::Kind::CommandDelay;
+        fault.delayMs = static_cast<int>(signedNumber);
+    }
+    else if (f.count("short-read"))
+    {
+        if (!toUnsigned(f.at("short-read"), "short-read", 1u << 24, number, error) || number == 0)
+        {
+            if (error.empty())
+                error = "short-read must be at least 1";
+            return false;
+        }
+        fault.kind = SimFaultConfig::Kind::ShortRead;
+        fault.count = static_cast<int64_t>(number);
+    }
+    else
+    {
+        if (!toUnsigned(f.at("fail-access"), "fail-access", 1u << 30, number, error) || number == 0)
+        {
+            if (error.empty())
+                error = "fail-access must be at least 1";
+            return false;
+        }
+        fault.kind = SimFaultConfig::Kind::FailAccess;
+        fault.count = static_cast<int64_t>(number);
+        if (f.count("code"))
+        {
+            if (!toInt(f.at("code"), "code", signedNumber, error) || signedNumber > -1 || signedNumber < -18)
+            {
+                if (error.empty())
+                    error = "code must be an SDK error code, -1 to -18";
+                return false;
+            }
+            fault.code = static_cast<GrbErrorType>(signedNumber);
+        }
+    }
+    c.faults.push_back(fault);
+    return true;
+}
+
+// Faults name features that exist only once the device is built: each is checked on a
+// device built from the camera's description without its files.
+bool checkFaults(const SimCameraConfig& camera, std::string& error)
+{
+    if (camera.faults.empty())
+        return true;
+    SimCameraConfig bare = camera;
+    bare.files.clear();
+    bare.faults.clear();
+    SimDevice device(std::move(bare), nullptr);
+    for (const SimFaultConfig& fault : camera.faults)
+    {
+        if (fault.kind == SimFaultConfig::Kind::UnplugAfterChunks)
+            continue;
+        SimNodeMap* map = fault.stream < 0 ? &device.Features()
+                          : static_cast<size_t>(fault.stream) < device.Streams().size()
+                              ? &device.Streams()[static_cast<size_t>(fault.stream)]
+                              : nullptr;
+        const SimFeature* feature = map ? map->Find(fault.feature) : nullptr;
+        std::string problem;
+        if (!feature)
+            problem = "the camera has no feature " + fault.feature +
+                      (fault.stream < 0 ? std::string() : " on stream " + std::to_string(fault.stream));
+        else if (fault.kind == SimFaultConfig::Kind::CommandDelay && feature->type != GrbFeatureDataCommand)
+            problem = fault.feature + " is not a command; delay= applies to commands";
+        else if (fault.kind == SimFaultConfig::Kind::ShortRead && feature->type != GrbFeatureDataRaw)
+            problem = fault.feature + " is not a raw feature; short-read= applies to raw features";
+        if (!problem.empty())
+        {
+            error = "line " + std::to_string(fault.line) + ": " + problem;
+            return false;
+        }
+    }
+    return true;
+}
+
 } // namespace
 
 bool SimDescription::Parse(const std::string& text, std::vector<SimCameraConfig>& cameras, std::string& error)
 {
     std::vector<SimCameraConfig> parsed;
     std::set<std::string> ids;
-    std::istringstream in(text);
+    // A byte-order mark, as some editors write one, is not part of the first statement.
+    const std::string kByteOrderMark = "\xEF\xBB\xBF";
+    std::istringstream in(text.compare(0, kByteOrderMark.size(), kByteOrderMark) == 0
+                              ? text.substr(kByteOrderMark.size())
+                              : text);
     std::string line;
     int number = 0;
     while (std::getline(in, line))
@@ -464,7 +627,7 @@ bool SimDescription::Parse(const std::string& text, std::vector<SimCameraConfig>
             if (ok)
                 parsed.push_back(std::move(camera));
         }
-        else if (ok && (keyword == "file" || keyword == "feature"))
+        else if (ok && (keyword == "file" || keyword == "feature" || keyword == "fault"))
         {
             if (parsed.empty())
             {
@@ -473,8 +636,10 @@ bool SimDescription::Parse(const std::string& text, std::vector<SimCameraConfig>
             }
             else if (keyword == "file")
                 ok = parseFile(fields, parsed.back(), problem);
-            else
+            else if (keyword == "feature")
                 ok = parseFeature(fields, parsed.back(), problem);
+            else
+                ok = parseFault(fields, number, parsed.back(), problem);
         }
         else if (ok)
         {
@@ -487,12 +652,23 @@ bool SimDescription::Parse(const std::string& text, std::vector<SimCameraConfig>
             return false;
         }
     }
+    for (const SimCameraConfig& camera : parsed)
+        if (!checkFaults(camera, error))
+            return false;
     cameras = std::move(parsed);
     return true;
 }
 
 bool SimDescription::Load(const std::string& path, std::vector<SimCameraConfig>& cameras, std::string& error)
 {
+    // A directory opens as a stream that reads nothing, and a pipe may never end.
+    struct stat status{};
+    if (stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
+    {
+        error = path + (S_ISDIR(status.st_mode) ? " is a directory, not a description file"
+                                                 : " is not a regular file");
+        return false;
+    }
     std::ifstream file(path, std::ios::binary);
     if (!file)
     {

@@ -13,15 +13,23 @@ namespace grb::sim {
 //   # a comment
 //   camera id=DEV_1 model=qda640MXGE [serial=S] [ext=EXT] [name="Two words"]
 //          [transport=gige|usb3] [interface=IF] [vendor=V] [firmware="Firmware 1.0"]
-//          [held=yes|no] [capacity=BYTES] [buffer=BYTES] [access-length=rw|ro]
-//          [protocol=UDP|TCP] [reset-delay=MS] [slots=A,B] [without=Feature,Feature]
+//          [held=yes|no] [capacity=BYTES] [buffer=BYTES] [buffer-length=fixed|follows]
+//          [access-length=rw|ro] [protocol=UDP|TCP] [reset-delay=MS] [slots=A,B]
+//          [without=Feature,Feature]
 //   file selector=Userfile|SLOT name=N (text="..." | size=BYTES [seed=N])
 //   feature name=N type=int|float|bool|enum|string|command|raw [value=V] [min=V] [max=V]
 //          [inc=V] [access=rw|ro|wo] [entries=A:1,B:2,C:3:unavailable] [length=BYTES]
 //          [delay=MS]
+//   fault unplug-after-chunks=N                 the camera leaves after N file reads or writes
+//   fault feature=CMD [stream=N] delay=MS       the command completes MS ms after it runs (-1: never)
+//   fault feature=RAW short-read=BYTES          reads of the raw feature return at most BYTES
+//   fault feature=F [stream=N] fail-access=N [code=C]
+//                                               the Nth access to F fails with SDK code C (-13)
 //
-// file and feature belong to the camera above them. Quoted values take \" \\ and \n.
-// Parsing is strict: the first bad line refuses the whole description.
+// buffer-length=follows makes FileAccessBuffer as long as FileAccessLength was last set,
+// as on many cameras. file, feature and fault belong to the camera above them; faults
+// that belong to the device (delay, short-read) outlast a reset. Quoted values take \"
+// \\ and \n. Parsing is strict: the first bad line refuses the whole description.
 class SimDescription
 {
 public:

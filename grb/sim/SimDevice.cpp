@@ -26,29 +26,62 @@ void putText(std::vector<uint8_t>& memory, uint32_t address, const std::string& 
 
 } // namespace
 
-SimDevice::SimDevice(const SimCameraConfig& config, SimDeviceEvents* events)
-    : m_config(config)
+SimDevice::SimDevice(SimCameraConfig config, SimDeviceEvents* events)
+    : m_config(std::move(config))
     , m_events(events)
-    , m_files(config.capacity, config.slotNames)
+    , m_files(m_config.capacity, m_config.slotNames)
     , m_memory(kMemorySize, 0)
 {
-    for (const auto& file : config.files)
+    // Moved, not copied: a description may generate files of hundreds of megabytes.
+    for (auto& file : m_config.files)
         if (std::vector<uint8_t>* data = m_files.Create(file.selector, file.name))
-            *data = file.data;
+            *data = std::move(file.data);
+    m_config.files.clear();
+    m_config.files.shrink_to_fit();
 
-    const bool bigEndian = config.transport != GrbTransportLayerU3V;
+    const bool bigEndian = m_config.transport != GrbTransportLayerU3V;
     for (int i = 0; i < 4; ++i)
     {
         int shift = bigEndian ? 24 - 8 * i : 8 * i;
         m_memory[static_cast<size_t>(i)] = static_cast<uint8_t>(kVersionRegister >> shift);
     }
-    putText(m_memory, 0x48, config.vendor, 32);
-    putText(m_memory, 0x68, config.model, 32);
-    putText(m_memory, 0xD8, config.serial, 16);
+    putText(m_memory, 0x48, m_config.vendor, 32);
+    putText(m_memory, 0x68, m_config.model, 32);
+    putText(m_memory, 0xD8, m_config.serial, 16);
 
     _AddStandardFeatures();
     _AddFileAccessFeatures();
     _AddStreams();
+    _ApplyFaults(false);
+}
+
+void SimDevice::_ApplyFaults(bool afterReset)
+{
+    for (const SimFaultConfig& fault : m_config.faults)
+    {
+        if (fault.kind == SimFaultConfig::Kind::UnplugAfterChunks)
+        {
+            if (!afterReset)
+                m_unplugAfterChunks = static_cast<unsigned>(fault.count);
+            continue;
+        }
+        SimNodeMap* map = fault.stream < 0 ? &m_features
+                          : static_cast<size_t>(fault.stream) < m_streams.size()
+                              ? &m_streams[static_cast<size_t>(fault.stream)]
+                              : nullptr;
+        SimFeature* feature = map ? map->Find(fault.feature) : nullptr;
+        if (!feature)
+            continue;
+        if (fault.kind == SimFaultConfig::Kind::CommandDelay)
+            feature->commandDelayMs = fault.delayMs;
+        else if (fault.kind == SimFaultConfig::Kind::ShortRead)
+            feature->rawReadLimit = static_cast<uint32_t>(fault.count);
+        else if (fault.kind == SimFaultConfig::Kind::FailAccess && !afterReset)
+        {
+            feature->failOnAccess = static_cast<uint64_t>(fault.count);
+            feature->failCode = fault.code;
+        }
+    }
 }
 
 std::string SimDevice::Firmware() const
@@ -114,8 +147,14 @@ void SimDevice::_AddFileAccessFeatures()
     f.AddEnum("FileOpenMode", entriesOf({"Read", "Write", "ReadWrite"}), 0);
     f.AddCommand("FileOperationExecute").onCommand = [this](SimFeature&) -> GrbErrorType { return _ExecuteFileOperation(); };
     f.AddInt("FileAccessOffset", 0, 0, INT32_MAX);
-    f.AddInt("FileAccessLength", m_config.bufferSize, 0, m_config.bufferSize).writable =
-        m_config.accessLengthWritable;
+    SimFeature& length = f.AddInt("FileAccessLength", m_config.bufferSize, 0, m_config.bufferSize);
+    length.writable = m_config.accessLengthWritable;
+    if (m_config.bufferFollowsLength)
+        length.afterWrite = [this](SimFeature& feature) -> GrbErrorType {
+            if (SimFeature* buffer = m_features.Find("FileAccessBuffer"))
+                buffer->raw.resize(static_cast<size_t>(feature.intValue));
+            return GrbErrorSuccess;
+        };
     f.AddRaw("FileAccessBuffer", m_config.bufferSize);
     f.AddEnum("FileOperationStatus", entriesOf({"Success", "Failure"}), 0).writable = false;
     f.AddInt("FileOperationResult", 0, 0, INT64_MAX).writable = false;
@@ -205,6 +244,7 @@ void SimDevice::CompleteReset()
     _AddStandardFeatures();
     _AddFileAccessFeatures();
     _AddStreams();
+    _ApplyFaults(true);
 }
 
 void SimDevice::UnplugAfterChunks(unsigned chunks)

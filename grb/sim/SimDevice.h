@@ -24,7 +24,8 @@ public:
     static constexpr uint32_t kVersionRegister = 0x00010002;
     static constexpr const char* kFirmwareMagic = "PELLIX-FIRMWARE ";
 
-    SimDevice(const SimCameraConfig& config, SimDeviceEvents* events);
+    // The files of config move into the device's storage; Config() keeps none.
+    SimDevice(SimCameraConfig config, SimDeviceEvents* events);
     SimDevice(const SimDevice&) = delete;
     SimDevice& operator=(const SimDevice&) = delete;
 
@@ -49,6 +50,8 @@ private:
     void _AddStandardFeatures();
     void _AddFileAccessFeatures();
     void _AddStreams();
+    // afterReset: only the faults that are part of the device, not one-off events.
+    void _ApplyFaults(bool afterReset);
     GrbErrorType _ExecuteFileOperation();
     GrbErrorType _Open(const std::string& selector, const std::string& name, const std::string& mode);
     GrbErrorType _Read(uint64_t offset, uint64_t length, uint64_t& done);

@@ -1,7 +1,8 @@
 #include "SimNodeMap.h"
 
+#include <contract/FeatureRules.h>
+
 #include <algorithm>
-#include <cmath>
 #include <cstring>
 
 namespace grb::sim {
@@ -34,6 +35,12 @@ const SimEnumEntry* entryByValue(const SimFeature& f, int64_t value)
         if (e.value == value)
             return &e;
     return nullptr;
+}
+
+// A write the device takes after its value was checked against the feature's rules.
+GrbErrorType checked(const SimFeature& f, const FeatureValue& value)
+{
+    return FeatureRules::CheckValue(SimNodeMap::Describe(f), value);
 }
 
 } // namespace
@@ -116,15 +123,36 @@ std::vector<const SimFeature*> SimNodeMap::Features() const
     return result;
 }
 
+FeatureDescription SimNodeMap::Describe(const SimFeature& f)
+{
+    FeatureDescription d;
+    d.type = f.type;
+    d.readable = f.readable;
+    d.writable = f.writable;
+    d.intMin = f.intMin;
+    d.intMax = f.intMax;
+    d.intInc = f.intInc;
+    d.floatMin = f.floatMin;
+    d.floatMax = f.floatMax;
+    d.floatInc = f.floatInc;
+    d.hasFloatInc = f.hasFloatInc;
+    for (const auto& e : f.entries)
+        d.entries.push_back({e.name, e.value, e.available});
+    d.length = f.type == GrbFeatureDataString ? f.stringMaxLength : static_cast<uint32_t>(f.raw.size());
+    return d;
+}
+
 GrbErrorType SimNodeMap::_Access(const std::string& name, GrbFeatureDataType type, bool write, SimFeature*& feature)
 {
     feature = Find(name);
     if (!feature)
         return GrbErrorNotFound;
-    if (feature->type != type)
-        return GrbErrorWrongType;
-    if (write ? !feature->writable : !feature->readable)
-        return GrbErrorInvalidAccess;
+    FeatureDescription access;
+    access.type = feature->type;
+    access.readable = feature->readable;
+    access.writable = feature->writable;
+    if (GrbErrorType err = FeatureRules::CheckAccess(access, type, write))
+        return err;
     ++feature->accessCount;
     if (feature->failOnAccess != 0 && feature->accessCount == feature->failOnAccess)
         return feature->failCode;
@@ -148,8 +176,10 @@ GrbErrorType SimNodeMap::SetInt(const std::string& name, int64_t value)
     GrbErrorType err = _Access(name, GrbFeatureDataInt, true, f);
     if (err != GrbErrorSuccess)
         return err;
-    if (value < f->intMin || value > f->intMax || (value - f->intMin) % f->intInc != 0)
-        return GrbErrorInvalidValue;
+    FeatureValue v;
+    v.integer = value;
+    if ((err = checked(*f, v)) != GrbErrorSuccess)
+        return err;
     f->intValue = value;
     return f->afterWrite ? f->afterWrite(*f) : GrbErrorSuccess;
 }
@@ -169,14 +199,10 @@ GrbErrorType SimNodeMap::SetFloat(const std::string& name, double value)
     GrbErrorType err = _Access(name, GrbFeatureDataFloat, true, f);
     if (err != GrbErrorSuccess)
         return err;
-    if (std::isnan(value) || value < f->floatMin || value > f->floatMax)
-        return GrbErrorInvalidValue;
-    if (f->hasFloatInc)
-    {
-        double steps = (value - f->floatMin) / f->floatInc;
-        if (std::fabs(steps - std::round(steps)) > 1e-6)
-            return GrbErrorInvalidValue;
-    }
+    FeatureValue v;
+    v.real = value;
+    if ((err = checked(*f, v)) != GrbErrorSuccess)
+        return err;
     f->floatValue = value;
     return f->afterWrite ? f->afterWrite(*f) : GrbErrorSuccess;
 }
@@ -242,9 +268,10 @@ GrbErrorType SimNodeMap::SetEnumInt(const std::string& name, int64_t value)
     GrbErrorType err = _Access(name, GrbFeatureDataEnum, true, f);
     if (err != GrbErrorSuccess)
         return err;
-    const SimEnumEntry* e = entryByValue(*f, value);
-    if (!e || !e->available)
-        return GrbErrorInvalidValue;
+    FeatureValue v;
+    v.integer = value;
+    if ((err = checked(*f, v)) != GrbErrorSuccess)
+        return err;
     f->enumValue = value;
     return f->afterWrite ? f->afterWrite(*f) : GrbErrorSuccess;
 }
@@ -264,8 +291,10 @@ GrbErrorType SimNodeMap::SetString(const std::string& name, const std::string& v
     GrbErrorType err = _Access(name, GrbFeatureDataString, true, f);
     if (err != GrbErrorSuccess)
         return err;
-    if (value.size() > f->stringMaxLength)
-        return GrbErrorInvalidValue;
+    FeatureValue v;
+    v.text = value;
+    if ((err = checked(*f, v)) != GrbErrorSuccess)
+        return err;
     f->stringValue = value;
     return f->afterWrite ? f->afterWrite(*f) : GrbErrorSuccess;
 }

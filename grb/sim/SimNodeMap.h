@@ -3,6 +3,8 @@
 
 #include "SimFeature.h"
 
+#include <contract/FeatureDescription.h>
+
 #include <map>
 #include <memory>
 #include <string>
@@ -10,8 +12,9 @@
 
 namespace grb::sim {
 
-// The features of a device or a stream with GenICam's rules: type, access mode,
-// range, increment and entry availability. Not locked: its owner serialises calls.
+// The features of a device or a stream, as the device keeps them: the checks of
+// FeatureRules on every access, the device's own behaviour behind the values, and the
+// simulated faults. Not locked: its owner serialises calls.
 class SimNodeMap
 {
 public:
@@ -25,6 +28,7 @@ public:
     void Remove(const std::string& name);
 
     SimFeature* Find(const std::string& name);
+    static FeatureDescription Describe(const SimFeature& feature);
     // Definitions in the order they were added.
     std::vector<const SimFeature*> Features() const;
 

@@ -1,8 +1,5 @@
 #include "SimNodeMapView.h"
 
-#include <algorithm>
-#include <cstring>
-
 namespace grb::sim {
 
 SimNodeMapView::SimNodeMapView(std::shared_ptr<SimWorld> world, size_t index, uint64_t generation, int stream,
@@ -15,7 +12,7 @@ SimNodeMapView::SimNodeMapView(std::shared_ptr<SimWorld> world, size_t index, ui
 {
 }
 
-GrbErrorType SimNodeMapView::_Read(const std::function<GrbErrorType(SimNodeMap&)>& f)
+GrbErrorType SimNodeMapView::_On(const std::function<GrbErrorType(SimNodeMap&)>& f)
 {
     const int stream = m_stream;
     return m_world->Call(m_index, m_generation, [&](SimDevice& device) -> GrbErrorType {
@@ -27,174 +24,77 @@ GrbErrorType SimNodeMapView::_Read(const std::function<GrbErrorType(SimNodeMap&)
     });
 }
 
-GrbErrorType SimNodeMapView::_Write(const std::function<GrbErrorType(SimNodeMap&)>& f)
+GrbErrorType SimNodeMapView::Describe(const std::string& name, unsigned, FeatureDescription& description)
 {
-    // A camera opened read-only still answers; writes are refused.
+    return _On([&](SimNodeMap& map) -> GrbErrorType {
+        const SimFeature* f = map.Find(name);
+        if (!f)
+            return GrbErrorNotFound;
+        description = SimNodeMap::Describe(*f);
+        // A camera opened read-only still answers; writes are refused.
+        description.writable = description.writable && m_writable;
+        return GrbErrorSuccess;
+    });
+}
+
+GrbErrorType SimNodeMapView::Read(const std::string& name, GrbFeatureDataType type, FeatureValue& value)
+{
+    return _On([&](SimNodeMap& map) -> GrbErrorType {
+        switch (type)
+        {
+        case GrbFeatureDataInt:
+            return map.GetInt(name, value.integer);
+        case GrbFeatureDataFloat:
+            return map.GetFloat(name, value.real);
+        case GrbFeatureDataBool:
+            return map.GetBool(name, value.boolean);
+        case GrbFeatureDataEnum:
+            return map.GetEnumInt(name, value.integer);
+        case GrbFeatureDataString:
+            return map.GetString(name, value.text);
+        case GrbFeatureDataRaw:
+            return map.GetRaw(name, value.bytes);
+        default:
+            return GrbErrorWrongType;
+        }
+    });
+}
+
+GrbErrorType SimNodeMapView::Write(const std::string& name, GrbFeatureDataType type, const FeatureValue& value)
+{
     if (!m_writable)
-        return _Read([](SimNodeMap&) -> GrbErrorType { return GrbErrorInvalidAccess; });
-    return _Read(f);
-}
-
-GrbErrorType SimNodeMapView::Info(const std::string& name, FeatureInfo& info)
-{
-    return _Read([&](SimNodeMap& map) -> GrbErrorType {
-        SimFeature* f = map.Find(name);
-        if (!f)
-            return GrbErrorNotFound;
-        info.type = f->type;
-        info.readable = f->readable;
-        info.writable = f->writable && m_writable;
-        return GrbErrorSuccess;
-    });
-}
-
-GrbErrorType SimNodeMapView::GetInt(const std::string& name, int64_t& value)
-{
-    return _Read([&](SimNodeMap& map) -> GrbErrorType { return map.GetInt(name, value); });
-}
-
-GrbErrorType SimNodeMapView::SetInt(const std::string& name, int64_t value)
-{
-    return _Write([&](SimNodeMap& map) -> GrbErrorType { return map.SetInt(name, value); });
-}
-
-GrbErrorType SimNodeMapView::GetIntRange(const std::string& name, int64_t& min, int64_t& max, int64_t& inc)
-{
-    return _Read([&](SimNodeMap& map) -> GrbErrorType {
-        SimFeature* f = map.Find(name);
-        if (!f)
-            return GrbErrorNotFound;
-        if (f->type != GrbFeatureDataInt)
+        return GrbErrorInvalidAccess;
+    return _On([&](SimNodeMap& map) -> GrbErrorType {
+        switch (type)
+        {
+        case GrbFeatureDataInt:
+            return map.SetInt(name, value.integer);
+        case GrbFeatureDataFloat:
+            return map.SetFloat(name, value.real);
+        case GrbFeatureDataBool:
+            return map.SetBool(name, value.boolean);
+        case GrbFeatureDataEnum:
+            return map.SetEnumInt(name, value.integer);
+        case GrbFeatureDataString:
+            return map.SetString(name, value.text);
+        case GrbFeatureDataRaw:
+            return map.SetRaw(name, value.bytes.data(), static_cast<uint32_t>(value.bytes.size()));
+        default:
             return GrbErrorWrongType;
-        min = f->intMin;
-        max = f->intMax;
-        inc = f->intInc;
-        return GrbErrorSuccess;
+        }
     });
 }
 
-GrbErrorType SimNodeMapView::GetFloat(const std::string& name, double& value)
+GrbErrorType SimNodeMapView::Execute(const std::string& name)
 {
-    return _Read([&](SimNodeMap& map) -> GrbErrorType { return map.GetFloat(name, value); });
+    if (!m_writable)
+        return GrbErrorInvalidAccess;
+    return _On([&](SimNodeMap& map) { return map.RunCommand(name); });
 }
 
-GrbErrorType SimNodeMapView::SetFloat(const std::string& name, double value)
+GrbErrorType SimNodeMapView::IsDone(const std::string& name, bool& done)
 {
-    return _Write([&](SimNodeMap& map) -> GrbErrorType { return map.SetFloat(name, value); });
-}
-
-GrbErrorType SimNodeMapView::GetFloatRange(const std::string& name, double& min, double& max, double& inc,
-                                           bool& hasIncrement)
-{
-    return _Read([&](SimNodeMap& map) -> GrbErrorType {
-        SimFeature* f = map.Find(name);
-        if (!f)
-            return GrbErrorNotFound;
-        if (f->type != GrbFeatureDataFloat)
-            return GrbErrorWrongType;
-        min = f->floatMin;
-        max = f->floatMax;
-        inc = f->floatInc;
-        hasIncrement = f->hasFloatInc;
-        return GrbErrorSuccess;
-    });
-}
-
-GrbErrorType SimNodeMapView::GetBool(const std::string& name, bool& value)
-{
-    return _Read([&](SimNodeMap& map) -> GrbErrorType { return map.GetBool(name, value); });
-}
-
-GrbErrorType SimNodeMapView::SetBool(const std::string& name, bool value)
-{
-    return _Write([&](SimNodeMap& map) -> GrbErrorType { return map.SetBool(name, value); });
-}
-
-GrbErrorType SimNodeMapView::GetEnum(const std::string& name, std::string& entry)
-{
-    return _Read([&](SimNodeMap& map) -> GrbErrorType { return map.GetEnum(name, entry); });
-}
-
-GrbErrorType SimNodeMapView::SetEnum(const std::string& name, const std::string& entry)
-{
-    return _Write([&](SimNodeMap& map) -> GrbErrorType { return map.SetEnum(name, entry); });
-}
-
-GrbErrorType SimNodeMapView::GetEnumInt(const std::string& name, int64_t& value)
-{
-    return _Read([&](SimNodeMap& map) -> GrbErrorType { return map.GetEnumInt(name, value); });
-}
-
-GrbErrorType SimNodeMapView::SetEnumInt(const std::string& name, int64_t value)
-{
-    return _Write([&](SimNodeMap& map) -> GrbErrorType { return map.SetEnumInt(name, value); });
-}
-
-GrbErrorType SimNodeMapView::GetEnumEntries(const std::string& name, std::vector<EnumEntryInfo>& entries)
-{
-    return _Read([&](SimNodeMap& map) -> GrbErrorType {
-        SimFeature* f = map.Find(name);
-        if (!f)
-            return GrbErrorNotFound;
-        if (f->type != GrbFeatureDataEnum)
-            return GrbErrorWrongType;
-        entries.clear();
-        for (const auto& e : f->entries)
-            entries.push_back({e.name, e.value, e.available});
-        return GrbErrorSuccess;
-    });
-}
-
-GrbErrorType SimNodeMapView::GetString(const std::string& name, std::string& value)
-{
-    return _Read([&](SimNodeMap& map) -> GrbErrorType { return map.GetString(name, value); });
-}
-
-GrbErrorType SimNodeMapView::SetString(const std::string& name, const std::string& value)
-{
-    return _Write([&](SimNodeMap& map) -> GrbErrorType { return map.SetString(name, value); });
-}
-
-GrbErrorType SimNodeMapView::RunCommand(const std::string& name)
-{
-    return _Write([&](SimNodeMap& map) -> GrbErrorType { return map.RunCommand(name); });
-}
-
-GrbErrorType SimNodeMapView::IsCommandDone(const std::string& name, bool& done)
-{
-    return _Read([&](SimNodeMap& map) -> GrbErrorType { return map.IsCommandDone(name, done); });
-}
-
-GrbErrorType SimNodeMapView::GetRawLength(const std::string& name, uint32_t& length)
-{
-    return _Read([&](SimNodeMap& map) -> GrbErrorType {
-        SimFeature* f = map.Find(name);
-        if (!f)
-            return GrbErrorNotFound;
-        if (f->type != GrbFeatureDataRaw)
-            return GrbErrorWrongType;
-        length = static_cast<uint32_t>(f->raw.size());
-        return GrbErrorSuccess;
-    });
-}
-
-GrbErrorType SimNodeMapView::GetRaw(const std::string& name, uint8_t* buffer, uint32_t& length)
-{
-    return _Read([&](SimNodeMap& map) -> GrbErrorType {
-        std::vector<uint8_t> value;
-        GrbErrorType err = map.GetRaw(name, value);
-        if (err != GrbErrorSuccess)
-            return err;
-        length = std::min<uint32_t>(length, static_cast<uint32_t>(value.size()));
-        if (length > 0)
-            std::memcpy(buffer, value.data(), length);
-        return GrbErrorSuccess;
-    });
-}
-
-GrbErrorType SimNodeMapView::SetRaw(const std::string& name, const uint8_t* buffer, uint32_t length)
-{
-    return _Write([&](SimNodeMap& map) -> GrbErrorType { return map.SetRaw(name, buffer, length); });
+    return _On([&](SimNodeMap& map) { return map.IsCommandDone(name, done); });
 }
 
 } // namespace grb::sim

@@ -3,8 +3,9 @@
 
 #include "SimWorld.h"
 
-#include "../src/NodeMap.h"
+#include <contract/NodeMap.h>
 
+#include <functional>
 #include <memory>
 
 namespace grb::sim {
@@ -17,32 +18,14 @@ public:
     // stream -1: the camera's own features.
     SimNodeMapView(std::shared_ptr<SimWorld> world, size_t index, uint64_t generation, int stream, bool writable);
 
-    GrbErrorType Info(const std::string& name, FeatureInfo& info) override;
-    GrbErrorType GetInt(const std::string& name, int64_t& value) override;
-    GrbErrorType SetInt(const std::string& name, int64_t value) override;
-    GrbErrorType GetIntRange(const std::string& name, int64_t& min, int64_t& max, int64_t& inc) override;
-    GrbErrorType GetFloat(const std::string& name, double& value) override;
-    GrbErrorType SetFloat(const std::string& name, double value) override;
-    GrbErrorType GetFloatRange(const std::string& name, double& min, double& max, double& inc,
-                               bool& hasIncrement) override;
-    GrbErrorType GetBool(const std::string& name, bool& value) override;
-    GrbErrorType SetBool(const std::string& name, bool value) override;
-    GrbErrorType GetEnum(const std::string& name, std::string& entry) override;
-    GrbErrorType SetEnum(const std::string& name, const std::string& entry) override;
-    GrbErrorType GetEnumInt(const std::string& name, int64_t& value) override;
-    GrbErrorType SetEnumInt(const std::string& name, int64_t value) override;
-    GrbErrorType GetEnumEntries(const std::string& name, std::vector<EnumEntryInfo>& entries) override;
-    GrbErrorType GetString(const std::string& name, std::string& value) override;
-    GrbErrorType SetString(const std::string& name, const std::string& value) override;
-    GrbErrorType RunCommand(const std::string& name) override;
-    GrbErrorType IsCommandDone(const std::string& name, bool& done) override;
-    GrbErrorType GetRawLength(const std::string& name, uint32_t& length) override;
-    GrbErrorType GetRaw(const std::string& name, uint8_t* buffer, uint32_t& length) override;
-    GrbErrorType SetRaw(const std::string& name, const uint8_t* buffer, uint32_t length) override;
+    GrbErrorType Describe(const std::string& name, unsigned details, FeatureDescription& description) override;
+    GrbErrorType Read(const std::string& name, GrbFeatureDataType type, FeatureValue& value) override;
+    GrbErrorType Write(const std::string& name, GrbFeatureDataType type, const FeatureValue& value) override;
+    GrbErrorType Execute(const std::string& name) override;
+    GrbErrorType IsDone(const std::string& name, bool& done) override;
 
 private:
-    GrbErrorType _Read(const std::function<GrbErrorType(SimNodeMap&)>& f);
-    GrbErrorType _Write(const std::function<GrbErrorType(SimNodeMap&)>& f);
+    GrbErrorType _On(const std::function<GrbErrorType(SimNodeMap&)>& f);
 
     std::shared_ptr<SimWorld> m_world;
     size_t m_index;

@@ -4,7 +4,7 @@
 #include "SimNodeMapView.h"
 #include "SimWorld.h"
 
-#include "../src/DeviceSession.h"
+#include <contract/DeviceSession.h>
 
 #include <memory>
 

@@ -1,5 +1,7 @@
 #include "SimWorld.h"
 
+#include <algorithm>
+
 namespace grb::sim {
 
 namespace {
@@ -19,10 +21,20 @@ const char* transportLayerPath(GrbTransportLayerType type)
 
 } // namespace
 
-SimWorld::SimWorld(const std::vector<SimCameraConfig>& cameras)
+SimWorld::SimWorld(std::vector<SimCameraConfig> cameras)
 {
-    for (const auto& camera : cameras)
-        m_slots.push_back({std::make_unique<SimDevice>(camera, this)});
+    for (auto& camera : cameras)
+        _Add(std::make_unique<SimDevice>(std::move(camera), this));
+}
+
+void SimWorld::_Add(std::unique_ptr<SimDevice> device)
+{
+    const size_t index = m_slots.size();
+    const SimCameraConfig& c = device->Config();
+    for (const std::string* name : {&c.extendedId, &c.id, &c.serial})
+        m_byName[name == &c.extendedId ? 0 : name == &c.id ? 1 : 2].emplace(*name, index);
+    m_byDevice[device.get()] = index;
+    m_slots.push_back({std::move(device)});
 }
 
 SimWorld::~SimWorld()
@@ -48,21 +60,47 @@ void SimWorld::SetActive(std::shared_ptr<SimWorld> world)
     g_active = std::move(world);
 }
 
-void SimWorld::SetListChanged(std::function<void()> listChanged)
+void SimWorld::SetListObserver(std::function<void(const Change&)> observer)
 {
     std::lock_guard<std::mutex> lock(m_mutex);
-    m_listChanged = std::move(listChanged);
+    m_observer = std::move(observer);
+    m_changes.clear();
+}
+
+void SimWorld::_Note(Change::Kind kind, const Slot& slot)
+{
+    m_changes.push_back({kind, _Record(slot)});
 }
 
 void SimWorld::_NotifyIfPending(std::unique_lock<std::mutex>& lock)
 {
-    if (!m_notifyPending)
+    if (m_changes.empty() || m_enumerationFault != GrbErrorSuccess)
         return;
-    m_notifyPending = false;
-    std::function<void()> listChanged = m_listChanged;
+    std::vector<Change> changes;
+    changes.swap(m_changes);
+    std::function<void(const Change&)> observer = m_observer;
     lock.unlock();
-    if (listChanged)
-        listChanged();
+    if (observer)
+        for (const Change& change : changes)
+            observer(change);
+}
+
+DeviceRecord SimWorld::_Record(const Slot& slot) const
+{
+    const SimCameraConfig& c = slot.device->Config();
+    DeviceRecord r;
+    r.extendedId = c.extendedId;
+    r.id = c.id;
+    r.model = c.model;
+    r.name = c.name;
+    r.serial = c.serial;
+    r.interfaceId = c.interfaceId;
+    r.transportLayerName = transportLayerName(c.transport);
+    r.transportLayerPath = transportLayerPath(c.transport);
+    r.transportLayerType = c.transport;
+    r.permittedAccess = c.heldByOther ? GrbAccessModeRead : (GrbAccessModeFull | GrbAccessModeRead);
+    r.fieldErrors = slot.identityErrors;
+    return r;
 }
 
 GrbErrorType SimWorld::Enumerate(std::vector<DeviceRecord>& devices)
@@ -72,24 +110,8 @@ GrbErrorType SimWorld::Enumerate(std::vector<DeviceRecord>& devices)
     if (m_enumerationFault != GrbErrorSuccess)
         return m_enumerationFault;
     for (const auto& slot : m_slots)
-    {
-        if (!slot.present)
-            continue;
-        const SimCameraConfig& c = slot.device->Config();
-        DeviceRecord r;
-        r.extendedId = c.extendedId;
-        r.id = c.id;
-        r.model = c.model;
-        r.name = c.name;
-        r.serial = c.serial;
-        r.interfaceId = c.interfaceId;
-        r.transportLayerName = transportLayerName(c.transport);
-        r.transportLayerPath = transportLayerPath(c.transport);
-        r.transportLayerType = c.transport;
-        r.permittedAccess = c.heldByOther ? GrbAccessModeRead : (GrbAccessModeFull | GrbAccessModeRead);
-        r.fieldErrors = slot.identityErrors;
-        devices.push_back(std::move(r));
-    }
+        if (slot.present)
+            devices.push_back(_Record(slot));
     return GrbErrorSuccess;
 }
 
@@ -140,21 +162,21 @@ GrbErrorType SimWorld::VersionQueryFault()
 
 SimWorld::Slot* SimWorld::_Find(const std::string& camera)
 {
-    for (auto& slot : m_slots)
+    // The first camera that has the name as any of the three.
+    size_t first = m_slots.size();
+    for (const auto& names : m_byName)
     {
-        const SimCameraConfig& c = slot.device->Config();
-        if (c.extendedId == camera || c.id == camera || c.serial == camera)
-            return &slot;
+        auto it = names.find(camera);
+        if (it != names.end())
+            first = std::min(first, it->second);
     }
-    return nullptr;
+    return first < m_slots.size() ? &m_slots[first] : nullptr;
 }
 
 SimWorld::Slot* SimWorld::_SlotOf(SimDevice& device)
 {
-    for (auto& slot : m_slots)
-        if (slot.device.get() == &device)
-            return &slot;
-    return nullptr;
+    auto it = m_byDevice.find(&device);
+    return it == m_byDevice.end() ? nullptr : &m_slots[it->second];
 }
 
 void SimWorld::_Leave(Slot& slot)
@@ -164,7 +186,7 @@ void SimWorld::_Leave(Slot& slot)
     slot.present = false;
     slot.openHere = false;
     ++slot.generation;
-    m_notifyPending = true;
+    _Note(Change::Left, slot);
 }
 
 bool SimWorld::_Change(const std::string& camera, const std::function<void(Slot&)>& f)
@@ -183,8 +205,8 @@ bool SimWorld::AddCamera(const SimCameraConfig& camera)
     std::unique_lock<std::mutex> lock(m_mutex);
     if (_Find(camera.extendedId) || _Find(camera.id))
         return false;
-    m_slots.push_back({std::make_unique<SimDevice>(camera, this)});
-    m_notifyPending = true;
+    _Add(std::make_unique<SimDevice>(camera, this));
+    _Note(Change::Arrived, m_slots.back());
     _NotifyIfPending(lock);
     return true;
 }
@@ -200,7 +222,7 @@ bool SimWorld::Plug(const std::string& camera)
         if (slot.present)
             return;
         slot.present = true;
-        m_notifyPending = true;
+        _Note(Change::Arrived, slot);
     });
 }
 
@@ -211,7 +233,8 @@ bool SimWorld::SetHeldByOther(const std::string& camera, bool held)
         if (c.heldByOther == held)
             return;
         c.heldByOther = held;
-        m_notifyPending = true;
+        if (slot.present)
+            _Note(Change::Changed, slot);
     });
 }
 
@@ -275,7 +298,8 @@ bool SimWorld::FailIdentity(const std::string& camera, DeviceRecord::Field field
         return false;
     return _Change(camera, [this, field, code](Slot& slot) {
         slot.identityErrors[field] = code;
-        m_notifyPending = true;
+        if (slot.present)
+            _Note(Change::Changed, slot);
     });
 }
 
@@ -289,9 +313,7 @@ bool SimWorld::SetResetDelay(const std::string& camera, int delayMs)
 void SimWorld::FailEnumeration(GrbErrorType code)
 {
     std::unique_lock<std::mutex> lock(m_mutex);
-    // Once listing works again the next discovery sees what changed in between.
-    if (m_enumerationFault != GrbErrorSuccess && code == GrbErrorSuccess)
-        m_notifyPending = true;
+    // Once listing works again what changed in between is reported.
     m_enumerationFault = code;
     _NotifyIfPending(lock);
 }
@@ -372,7 +394,7 @@ void SimWorld::_Scheduler()
         {
             device->CompleteReset();
             slot->present = true;
-            m_notifyPending = true;
+            _Note(Change::Arrived, *slot);
         }
         _NotifyIfPending(lock);
         if (!lock.owns_lock())

@@ -3,10 +3,11 @@
 
 #include "SimDevice.h"
 
-#include "../src/DeviceRecord.h"
+#include <contract/DeviceRecord.h>
 
 #include <condition_variable>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -19,15 +20,28 @@ namespace grb::sim {
 class SimWorld : public SimDeviceEvents
 {
 public:
-    explicit SimWorld(const std::vector<SimCameraConfig>& cameras);
+    // One camera arriving, leaving, or changing what can be known of it.
+    struct Change
+    {
+        enum Kind
+        {
+            Arrived,
+            Left,
+            Changed
+        } kind;
+        DeviceRecord device;
+    };
+
+    explicit SimWorld(std::vector<SimCameraConfig> cameras);
     ~SimWorld() override;
 
     // The world of the running simulator transport layer, or null.
     static std::shared_ptr<SimWorld> Active();
     static void SetActive(std::shared_ptr<SimWorld> world);
 
-    // Called, outside the lock, whenever presence or access of a camera changed.
-    void SetListChanged(std::function<void()> listChanged);
+    // Called, outside the lock, for each change of the camera list, in order. While
+    // enumeration is failing, changes wait and come once it works again.
+    void SetListObserver(std::function<void(const Change&)> observer);
 
     GrbErrorType Enumerate(std::vector<DeviceRecord>& devices);
     GrbErrorType Open(const std::string& extendedId, GrbAccessModeType mode, size_t& index, uint64_t& generation);
@@ -81,6 +95,9 @@ private:
 
     Slot* _Find(const std::string& camera);
     Slot* _SlotOf(SimDevice& device);
+    void _Add(std::unique_ptr<SimDevice> device);
+    DeviceRecord _Record(const Slot& slot) const;
+    void _Note(Change::Kind kind, const Slot& slot);
     void _Leave(Slot& slot);
     bool _Change(const std::string& camera, const std::function<void(Slot&)>& f);
     void _NotifyIfPending(std::unique_lock<std::mutex>& lock);
@@ -88,8 +105,11 @@ private:
 
     std::mutex m_mutex;
     std::vector<Slot> m_slots;
-    std::function<void()> m_listChanged;
-    bool m_notifyPending = false;
+    // Slot numbers by extended id, id and serial (the first camera of each), and device.
+    std::map<std::string, size_t> m_byName[3];
+    std::map<const SimDevice*, size_t> m_byDevice;
+    std::function<void(const Change&)> m_observer;
+    std::vector<Change> m_changes;
     GrbErrorType m_enumerationFault = GrbErrorSuccess;
     GrbErrorType m_versionFault = GrbErrorSuccess;
 

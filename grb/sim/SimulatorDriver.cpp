@@ -22,19 +22,26 @@ std::unique_ptr<TransportLayerDriver> SimulatorDriver::Create(const std::string&
         cameras = SimDescription::Demo();
     else if (!SimDescription::Load(configuration, cameras, error))
         return nullptr;
-    return std::make_unique<SimulatorDriver>(std::make_shared<SimWorld>(cameras));
+    return std::make_unique<SimulatorDriver>(std::make_shared<SimWorld>(std::move(cameras)));
 }
 
-GrbErrorType SimulatorDriver::Start(std::function<void()> listChanged)
+GrbErrorType SimulatorDriver::Start(DeviceListObserver& observer)
 {
-    m_world->SetListChanged(std::move(listChanged));
+    m_world->SetListObserver([this, &observer](const SimWorld::Change& change) {
+        if (change.kind == SimWorld::Change::Arrived)
+            observer.DeviceArrived(*this, change.device);
+        else if (change.kind == SimWorld::Change::Left)
+            observer.DeviceLeft(*this, change.device.extendedId);
+        else
+            observer.DeviceChanged(*this, change.device);
+    });
     SimWorld::SetActive(m_world);
     return GrbErrorSuccess;
 }
 
 void SimulatorDriver::Stop()
 {
-    m_world->SetListChanged(nullptr);
+    m_world->SetListObserver(nullptr);
     if (SimWorld::Active() == m_world)
         SimWorld::SetActive(nullptr);
 }

@@ -3,7 +3,7 @@
 
 #include "SimWorld.h"
 
-#include "../src/TransportLayerDriver.h"
+#include <contract/TransportLayerDriver.h>
 
 #include <memory>
 #include <string>
@@ -21,7 +21,7 @@ public:
     // in error when the description is refused.
     static std::unique_ptr<TransportLayerDriver> Create(const std::string& configuration, std::string& error);
 
-    GrbErrorType Start(std::function<void()> listChanged) override;
+    GrbErrorType Start(DeviceListObserver& observer) override;
     void Stop() override;
     GrbErrorType Enumerate(std::vector<DeviceRecord>& devices) override;
     GrbErrorType Open(const std::string& extendedId, GrbAccessModeType mode,

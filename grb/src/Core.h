@@ -1,38 +1,37 @@
 #ifndef GRB_CORE_H
 #define GRB_CORE_H
 
-#include "TransportLayerDriver.h"
+#include "CheckedNodeMap.h"
+#include "DeviceListSync.h"
+#include "EventThread.h"
+#include "HandleTable.h"
+
+#include <contract/TransportLayerDriver.h>
 
 #include <GrbC/GrbCTypes.h>
 
-#include <condition_variable>
-#include <deque>
 #include <functional>
-#include <map>
 #include <memory>
 #include <mutex>
-#include <set>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace grb {
 
-// The SDK session behind both interfaces: loaded transport layers, every camera seen
-// since Startup (by handle), open sessions, and the thread that reports list changes.
-// Handles are never reused, so a stale one gives -4.
+// The SDK session behind both interfaces: the loaded transport layers, the handle
+// table of every camera seen since Startup, open sessions, the list kept in step with
+// the layers, and the thread that reports list changes.
 class Core
 {
 public:
-    using EventSink = std::function<void(GrbHandle handle, int reason)>;
-
     static Core& Instance();
 
     GrbErrorType Startup();
     GrbErrorType Shutdown();
     GrbErrorType QueryVersion(GrbVersionInfo& version);
+    std::string StartupMessage();
     // Set once by the object layer; called on the event thread.
-    void SetEventSinks(EventSink cameraEvents, EventSink interfaceEvents);
+    void SetEventSinks(EventThread::Sink cameraEvents, EventThread::Sink interfaceEvents);
     GrbErrorType CheckStarted();
 
     GrbErrorType Cameras(std::vector<GrbHandle>& cameras);
@@ -55,71 +54,28 @@ public:
     GrbErrorType TransportLayerKind(GrbHandle transportLayer, GrbTransportLayerType& type);
 
     // Runs f on the features of an open camera or of one of its streams.
-    GrbErrorType WithFeatures(GrbHandle container, const std::function<GrbErrorType(NodeMap&)>& f);
+    GrbErrorType WithFeatures(GrbHandle container, const std::function<GrbErrorType(CheckedNodeMap&)>& f);
     // A copy of text that lives as long as the container's camera is known.
     const char* Keep(GrbHandle container, const std::string& text);
 
 private:
-    enum class Kind
-    {
-        Camera,
-        Stream,
-        Interface,
-        TransportLayer
-    };
-    struct Entry
-    {
-        Kind kind = Kind::Camera;
-        // Cameras
-        DeviceRecord record;
-        TransportLayerDriver* driver = nullptr;
-        bool present = false;
-        bool opening = false;
-        // A session opened before the camera last left is dead; a new open replaces it.
-        uint64_t departures = 0;
-        uint64_t sessionDepartures = 0;
-        std::shared_ptr<DeviceSession> session;
-        std::vector<GrbHandle> streams;
-        std::set<std::string> kept;
-        // Streams, and the interface and transport layer seen through a camera
-        GrbHandle camera = nullptr;
-        uint32_t streamIndex = 0;
-        GrbHandle linkedInterface = nullptr;
-        GrbHandle linkedTransportLayer = nullptr;
-        // Interfaces reported to list observers
-        std::string interfaceKey;
-    };
-    struct Event
-    {
-        bool camera;
-        GrbHandle handle;
-        int reason;
-    };
-
-    Core() = default;
-    Entry* _Get(GrbHandle handle, Kind kind);
-    Entry* _Camera(GrbHandle handle, GrbErrorType& err);
-    GrbHandle _NewHandle(Entry entry);
-    GrbHandle _Merge(const DeviceRecord& record, TransportLayerDriver* driver);
-    void _OnListChanged();
-    void _Post(bool camera, GrbHandle handle, int reason);
-    void _EventLoop();
+    Core();
+    HandleEntry* _Camera(GrbHandle handle, GrbErrorType& err);
+    // The open session of a camera, shared so it outlives a close meanwhile.
+    GrbErrorType _Session(GrbHandle camera, std::shared_ptr<DeviceSession>& session);
+    // The record behind an interface or transport layer handle.
+    const DeviceRecord* _LinkedRecord(GrbHandle handle, HandleKind kind, GrbErrorType& err);
+    // The interface or transport layer seen through a camera, or the transport layer
+    // through an interface, made on first use.
+    GrbHandle _Link(GrbHandle from, HandleKind kind);
 
     std::mutex m_mutex;
     bool m_started = false;
+    std::string m_startupMessage;
     std::vector<std::unique_ptr<TransportLayerDriver>> m_drivers;
-    std::map<uintptr_t, Entry> m_entries;
-    std::map<std::string, GrbHandle> m_byExtendedId;
-    std::map<std::string, GrbHandle> m_interfaces;
-    uintptr_t m_nextHandle = 0x1000;
-    EventSink m_cameraEvents;
-    EventSink m_interfaceEvents;
-
-    std::mutex m_eventMutex;
-    std::condition_variable m_eventWake;
-    std::deque<Event> m_events;
-    bool m_eventStop = false;
-    std::thread m_eventThread;
+    HandleTable m_table;
+    EventThread m_events;
+    DeviceListSync m_sync;
 };
 
 } // namespace grb

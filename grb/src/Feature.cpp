@@ -1,5 +1,6 @@
 #include <GrbCPP/Feature.h>
 
+#include "CommandCompletion.h"
 #include "Core.h"
 #include "TextBuffer.h"
 
@@ -10,7 +11,7 @@ namespace GrbCPP {
 namespace {
 
 using grb::FeatureInfo;
-using grb::NodeMap;
+using NodeMap = grb::CheckedNodeMap;
 
 // Runs f with the feature's type, so typed calls can pick the right node access.
 GrbErrorType typed(GrbHandle container, const std::string& name,
@@ -184,7 +185,8 @@ GrbErrorType Feature::IsValueAvailable(const char* entryName, bool& available) c
 
 GrbErrorType Feature::RunCommand()
 {
-    return grb::Core::Instance().WithFeatures(m_container, [&](NodeMap& map) -> GrbErrorType { return map.RunCommand(m_name); });
+    return grb::Core::Instance().WithFeatures(m_container,
+                                              [&](NodeMap& map) { return grb::RunCommandAndSettle(map, m_name); });
 }
 
 GrbErrorType Feature::IsCommandDone(bool& done) const

@@ -14,7 +14,7 @@ GrbErrorType FeatureContainer::GetFeatureByName(const char* name, FeaturePtr& fe
 {
     if (!name)
         return GrbErrorBadParameter;
-    GrbErrorType err = grb::Core::Instance().WithFeatures(m_handle, [name](grb::NodeMap& map) -> GrbErrorType {
+    GrbErrorType err = grb::Core::Instance().WithFeatures(m_handle, [name](grb::CheckedNodeMap& map) -> GrbErrorType {
         grb::FeatureInfo info;
         return map.Info(name, info);
     });

@@ -1,11 +1,12 @@
 #include <GrbC/GrbC.h>
 
+#include "CommandCompletion.h"
 #include "Core.h"
 
 #include <cstring>
 
 using grb::Core;
-using grb::NodeMap;
+using NodeMap = grb::CheckedNodeMap;
 
 namespace {
 
@@ -146,7 +147,7 @@ GrbErrorType GrbFeatureStringSet(GrbHandle handle, const char* name, const char*
 
 GrbErrorType GrbFeatureCommandRun(GrbHandle handle, const char* name)
 {
-    return onFeatures(handle, name, name, [&](NodeMap& map) -> GrbErrorType { return map.RunCommand(name); });
+    return onFeatures(handle, name, name, [&](NodeMap& map) { return grb::RunCommandAndSettle(map, name); });
 }
 
 GrbErrorType GrbFeatureCommandIsDone(GrbHandle handle, const char* name, bool* isDone)

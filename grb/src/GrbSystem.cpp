@@ -5,6 +5,7 @@
 #include <GrbCPP/Interface.h>
 
 #include "Core.h"
+#include "TextBuffer.h"
 
 #include <algorithm>
 #include <map>
@@ -75,7 +76,7 @@ GrbSystem& GrbSystem::GetInstance()
 {
     static GrbSystem* system = [] {
         grb::Core::Instance().SetEventSinks(
-            [](GrbHandle handle, int reason) {
+            [](GrbHandle handle, grb::ListEventReason reason) {
                 CameraPtr camera = cameraObject(handle);
                 std::vector<ICameraListObserverPtr> list;
                 {
@@ -85,7 +86,7 @@ GrbSystem& GrbSystem::GetInstance()
                 for (const auto& observer : list)
                     observer->CameraListChanged(camera, static_cast<UpdateTriggerType>(reason));
             },
-            [](GrbHandle handle, int reason) {
+            [](GrbHandle handle, grb::ListEventReason reason) {
                 auto cameraInterface = std::make_shared<Interface>(handle);
                 std::vector<IInterfaceListObserverPtr> list;
                 {
@@ -121,6 +122,11 @@ GrbErrorType GrbSystem::Shutdown()
 GrbErrorType GrbSystem::QueryVersion(GrbVersionInfo& version) const
 {
     return grb::Core::Instance().QueryVersion(version);
+}
+
+GrbErrorType GrbSystem::GetStartupMessage(char* buffer, unsigned int& length) const
+{
+    return grb::CopyText(grb::Core::Instance().StartupMessage(), buffer, length);
 }
 
 GrbErrorType GrbSystem::RegisterCameraListObserver(const ICameraListObserverPtr& observer)

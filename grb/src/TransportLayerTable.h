@@ -1,7 +1,7 @@
 #ifndef GRB_TRANSPORTLAYERTABLE_H
 #define GRB_TRANSPORTLAYERTABLE_H
 
-#include "TransportLayerDriver.h"
+#include <contract/TransportLayerDriver.h>
 
 #include <memory>
 #include <string>

@@ -82,6 +82,7 @@ private slots:
     void openCloseAndSelect();
     void sdkErrorsBecomeRedLines();
     void disconnectDuringFirmwareUpdate();
+    void onlyTheOpenCameraCounts();
     void aboutBox();
     void mainWindowTitleNamesOpenCamera();
 
@@ -256,6 +257,33 @@ void TestBasicMainWindow::disconnectDuringFirmwareUpdate()
     QVERIFY(world->Unplug("CAM_C"));
     QTRY_COMPARE(closed.count(), 2);
     QCOMPARE(logLines().last(), QString("Camera disconnected: Gamma (SIM-U3V::CAM_C)"));
+}
+
+// With several cameras, another one leaving (unplugged, or reset by another program)
+// leaves the open camera open, and does not count toward the reports a firmware update
+// puts down to the reboot.
+void TestBasicMainWindow::onlyTheOpenCameraCounts()
+{
+    auto world = grb::sim::SimWorld::Active();
+    QSignalSpy removed(m_window->findChild<CameraDiscoveryWidget*>(), &CameraDiscoveryWidget::CameraRemoved);
+    QSignalSpy closed(m_window.get(), &BasicMainWindow::CameraClosed);
+    openCamera(*m_window, "qda640");
+    QVERIFY(world->Unplug("CAM_C"));
+    QTRY_COMPARE(removed.count(), 1);
+    QCOMPARE(closed.count(), 0);
+
+    emit m_window->CameraFirmwareUpdateStarted(true);
+    QVERIFY(world->Plug("CAM_C"));
+    QVERIFY(world->Unplug("CAM_C"));
+    QTRY_COMPARE(removed.count(), 2);
+    for (int reboot = 1; reboot <= 4; ++reboot)
+    {
+        QVERIFY(world->Unplug("CAM_A"));
+        QTRY_COMPARE(removed.count(), 2 + reboot);
+        QCOMPARE(closed.count(), reboot == 4 ? 1 : 0);
+        QVERIFY(world->Plug("CAM_A"));
+    }
+    QCOMPARE(logLines(), (QStringList{"Camera opened: Alpha", "Camera disconnected: Alpha (SIM-GEV::CAM_A)"}));
 }
 
 void TestBasicMainWindow::aboutBox()

@@ -1,12 +1,13 @@
 // The main window with the file access assistant on simulated cameras: its two looks,
 // a refused camera, cameras that leave (also in the middle of a transfer), the firmware
 // update's reset, and one round trip end to end on the demo cameras.
-#include "../assistant/DialogScript.h"
+#include "DialogScript.h"
 #include "SelectCamera.h"
 
 #include "app/MainWindow.h"
 #include "assistant/PXCFileAccess.h"
 #include "discovery/CameraDiscoveryWidget.h"
+#include "device/PXCameraManager.h"
 #include "sdk/ApiController.h"
 
 #include <QComboBox>
@@ -14,6 +15,7 @@
 #include <QLabel>
 #include <QListWidget>
 #include <QMenuBar>
+#include <QProgressBar>
 #include <QPushButton>
 #include <QTreeView>
 #include <QTreeWidget>
@@ -27,6 +29,7 @@ namespace {
 
 const char* const kCameras = R"(camera id=CAM_A model=qda640MXGE name="Alpha" transport=gige interface=eth0 reset-delay=100
 file selector=Userfile name=big.bin size=262144 seed=5
+file selector=Userfile name="Kalibrierung_Größe_µm.txt" text="Größe: 12 µm\n"
 camera id=BARE model=qda640CXGE name="Bare" transport=gige interface=eth1 without=FileSelector
 )";
 
@@ -66,6 +69,9 @@ private slots:
     void unplugDuringTransfer_data();
     void unplugDuringTransfer();
     void firmwareUpdateResetsTheCamera();
+    void closeDuringTransfer();
+    void nonAsciiNamesRoundTrip();
+    void badDescriptionIsLogged();
     void endToEndOnDemoCameras();
 
 private:
@@ -240,6 +246,75 @@ void TestMainWindow::firmwareUpdateResetsTheCamera()
     QCOMPARE(panel<QLabel>("lblCameraName")->text(), QString("Alpha\nFirmware: Firmware 2.0\n"));
     QCOMPARE(logLines(), (QStringList{"I Camera opened: Alpha", "I Upload Local Map 'next.ge3': 29 bytes written.",
                                       "I Camera disconnected: Alpha (SIM-GEV::CAM_A)", "I Camera opened: Alpha"}));
+}
+
+// "Close Camera" while a download runs ends the download through its abort path before
+// the camera is closed: the device file is closed, so the next client finds none left open.
+void TestMainWindow::closeDuringTransfer()
+{
+    QVERIFY(grb::sim::SimWorld::Active()->SetCommandDelay("CAM_A", "FileOperationExecute", 60));
+    open("qda640M");
+    const QString target = m_dir.filePath("closing");
+    QDir().mkpath(target);
+    DialogScript script;
+    script.choose(target);
+    clickRow("big.bin");
+    click("btnSave");
+    QTRY_VERIFY(panel<QProgressBar>("fileAccessProgressBar")->isVisible());
+    click("btnCloseCamera");
+    QVERIFY(cameraListLook());
+    QCOMPARE(logLines(), (QStringList{"I Camera opened: Alpha", "I Camera closed: Alpha"}));
+
+    PXCameraManager manager(m_window->findChild<CameraDiscoveryWidget*>()->GetApiController());
+    std::unique_ptr<PXCamera> camera(manager.Open("SIM-GEV::CAM_A"));
+    QVERIFY(camera);
+    long bytes = 0;
+    QVERIFY(camera->DownloadDeviceFile(qPrintable(target + "/again.bin"), "big.bin", "Userfile", &bytes));
+    QVERIFY(!camera->LastTransferReport().openRecovered);
+    camera.reset();
+    QVERIFY(manager.Close("SIM-GEV::CAM_A"));
+}
+
+// A name beyond ASCII is listed as it is, downloaded under it, and one uploaded arrives so.
+void TestMainWindow::nonAsciiNamesRoundTrip()
+{
+    const QString name = QStringLiteral("Kalibrierung_Größe_µm.txt");
+    const QString target = m_dir.filePath("unicode");
+    QDir().mkpath(target);
+    open("qda640M");
+    DialogScript script;
+    script.choose(target);
+    clickRow(name);
+    click("btnSave");
+    waitIdle();
+    QCOMPARE(readLocal(target + "/" + name), QByteArray("Größe: 12 µm\n"));
+
+    const QString upload = target + QStringLiteral("/Übersicht_Maße.txt");
+    writeLocal(upload, "Maße\n");
+    script.choose(upload);
+    click("btnUpload");
+    waitIdle();
+    QCOMPARE(deviceFile("CAM_A", "Übersicht_Maße.txt"), QByteArray("Maße\n"));
+    QVERIFY(!panel<QTreeWidget>("treeWidget")->findItems("Übersicht_Maße.txt", Qt::MatchExactly).isEmpty());
+    QVERIFY(script.finished());
+}
+
+// A description the simulator cannot use leaves the list empty, and says why in the log.
+void TestMainWindow::badDescriptionIsLogged()
+{
+    m_window.reset();
+    const QString broken = m_dir.filePath("broken.txt");
+    writeLocal(broken, "camera id=A model=qda640MXGE\nfile selector=Userfile name=x text=a\nfile selector=Userfile "
+                       "name=x text=b\n");
+    qputenv("GRB_SIMULATOR", QFile::encodeName(broken));
+    m_window = std::make_unique<MainWindow>();
+    m_window->show();
+    QTRY_VERIFY(m_window->findChild<CameraDiscoveryWidget*>()->GetApiController());
+    QTRY_VERIFY(!logLines().isEmpty());
+    QVERIFY2(logLines().first().startsWith("E Camera SDK start-up: ") &&
+                 logLines().first().contains("line 3: file x is described twice"),
+             qPrintable(logLines().first()));
+    QVERIFY(dock("dockLogView")->isVisible());
 }
 
 void TestMainWindow::endToEndOnDemoCameras()

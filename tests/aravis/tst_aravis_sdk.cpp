@@ -4,11 +4,12 @@
 #include "FakeCamera.h"
 #include "NamespacedTestMain.h"
 
-#include "../grb/GrbTestSupport.h"
-#include "../grb/ListRecorder.h"
+#include "GrbTestSupport.h"
+#include "ListRecorder.h"
 
 #include "aravis/AravisError.h"
 #include "aravis/GvcpClient.h"
+#include <gvcp/GvcpProtocol.h>
 
 #include <GrbCPP/GrbCPP.h>
 
@@ -629,7 +630,7 @@ void TestAravisSdk::heldByAnotherProcess()
     // Refused without touching the holder's control.
     grb::aravis::GvcpClient gvcp(m_b->Address().toStdString());
     uint32_t privilege = 0;
-    QCOMPARE(gvcp.ReadRegister(grb::aravis::GvcpClient::kControlChannelPrivilege, privilege), GrbErrorSuccess);
+    QCOMPARE(gvcp.ReadRegister(grb::gvcp::kControlChannelPrivilege, privilege), GrbErrorSuccess);
     QCOMPARE(privilege, 2u);
 
     holder.Release();

@@ -1,6 +1,6 @@
 // The file access panel on a simulated camera: the catalogue, the selector layouts,
 // downloads with their questions, "Save As", uploads, deletion and a refused firmware.
-#include "../sdk/SimulatorFixture.h"
+#include "SimulatorFixture.h"
 #include "DialogScript.h"
 
 #include "assistant/PXCFileAccess.h"

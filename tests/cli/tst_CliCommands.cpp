@@ -11,6 +11,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <csignal>
+
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -34,6 +36,14 @@ camera id=HELD model=T-R402 serial=5005 held=yes
 camera id=DEAD model=qda640MXGE serial=6006 transport=usb3
 file selector=Userfile name=cal.bin size=3000 seed=9
 feature name=FileOperationExecute type=command
+camera id=NAMES model=qda640MXGE serial=7007 transport=usb3
+file selector=Userfile name=cal text="calibration\n"
+file selector=Userfile name=cal.partial text="half a calibration\n"
+file selector=Userfile name="Kalibrierung_Größe_µm.txt" text="Größe: 12 µm\n"
+# Slow enough to be interrupted: 64 chunks of 20 ms each.
+camera id=SLOW model=qda640MXGE serial=8008 transport=usb3
+file selector=Userfile name=big.bin size=4194304 seed=5
+fault feature=FileOperationExecute delay=20
 )";
 
 QByteArray pattern(quint64 size, quint32 seed)
@@ -106,14 +116,17 @@ private slots:
         QCOMPARE(help.exitCode, 0);
         for (int code = 0; code <= 4; ++code)
             QVERIFY(QString::fromUtf8(help.out).contains(QRegularExpression(QStringLiteral("\\n  %1  \\w").arg(code))));
+        // Each form of a command has a line of its own, the description below them.
+        QVERIFY(help.out.contains("\n  firmware CAMERA... IMAGE.ge3\n  firmware --all-compatible IMAGE.ge3\n"
+                                  "                                update the firmware"));
     }
 
     void list_data()
     {
         QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<QStringList>("cameras");
-        const QStringList compatible{"SIM-GEV::GIGE1", "SIM-U3V::USB1", "SIM-U3V::TWIN",
-                                     "SIM-U3V::NOFA",  "SIM-GEV::HELD", "SIM-U3V::DEAD"};
+        const QStringList compatible{"SIM-GEV::GIGE1", "SIM-U3V::USB1", "SIM-U3V::TWIN", "SIM-U3V::NOFA",
+                                     "SIM-GEV::HELD",  "SIM-U3V::DEAD", "SIM-U3V::NAMES", "SIM-U3V::SLOW"};
         QTest::newRow("compatible") << QStringList{"list"} << compatible;
         QTest::newRow("all") << QStringList{"list", "--all"} << (QStringList(compatible) << "SIM-GEV::OTHER");
     }
@@ -159,8 +172,9 @@ private slots:
         QTest::newRow("label") << "qda640MXGE-1001(TWIN)" << 0 << QStringList{"SIM-U3V::TWIN"};
         QTest::newRow("ambiguous serial") << "1001" << 3 << QStringList{"SIM-GEV::GIGE1", "SIM-U3V::TWIN"};
         QTest::newRow("unknown") << "4711" << 3
-                                 << QStringList{"SIM-GEV::GIGE1", "SIM-U3V::USB1", "SIM-GEV::OTHER", "SIM-U3V::TWIN",
-                                                "SIM-U3V::NOFA",  "SIM-GEV::HELD", "SIM-U3V::DEAD"};
+                                 << QStringList{"SIM-GEV::GIGE1", "SIM-U3V::USB1",  "SIM-GEV::OTHER",
+                                                "SIM-U3V::TWIN",  "SIM-U3V::NOFA",  "SIM-GEV::HELD",
+                                                "SIM-U3V::DEAD",  "SIM-U3V::NAMES", "SIM-U3V::SLOW"};
     }
 
     void cameraNames()
@@ -179,6 +193,9 @@ private slots:
             return;
         }
         QCOMPARE(column(document.value("candidates").toArray(), "extendedId"), meant);
+        // The candidates are in their own array; the error is a whole sentence.
+        QVERIFY2(!document.value("error").toString().endsWith(QLatin1Char(':')),
+                 qPrintable(document.value("error").toString()));
         // The text form lists the same candidates, one a line below the error.
         const CliRun text = run({QStringLiteral("ls"), name});
         QCOMPARE(text.exitCode, exitCode);
@@ -254,7 +271,9 @@ private slots:
         QTest::newRow("missing image") << QStringList{"firmware", "GIGE1", "none.ge3"} << 1 << "none.ge3: no such file";
         QTest::newRow("unknown device file") << QStringList{"get", "GIGE1", "nothere"} << 1 << "has no file 'nothere'";
         QTest::newRow("no output directory")
-            << QStringList{"get", "GIGE1", "readme.txt", "-o", "no/such/x"} << 1 << "does not exist";
+            << QStringList{"get", "GIGE1", "readme.txt", "-o", "no/such/x"} << 2 << "does not exist";
+        QTest::newRow("local name unusable on the camera")
+            << QStringList{"put", "GIGE1", "back\\slash.txt"} << 2 << "cannot be stored as 'back\\slash.txt'";
     }
 
     void badInput()
@@ -270,6 +289,7 @@ private slots:
         QVERIFY(QFile::setPermissions(work("secret.txt"), QFileDevice::Permissions()));
         QVERIFY(QDir(m_work).mkdir("sub"));
         QCOMPARE(mkfifo(QFile::encodeName(work("fifo")).constData(), 0600), 0);
+        QVERIFY(writeFile(work("back\\slash.txt"), "x"));
 
         const CliRun result = run(arguments);
         QCOMPARE(result.exitCode, exitCode);
@@ -295,6 +315,8 @@ private slots:
         const QJsonArray results = fetched.Json().value("results").toArray();
         QCOMPARE(results.at(1).toObject().value("bytes").toInt(), 150000);
         QVERIFY(results.at(1).toObject().value("verified").toBool());
+        // Away from a terminal, progress is a line at each quarter passed, with the share done.
+        QVERIFY2(fetched.err.contains(QLatin1String("big.bin: 43% (65536 of 150000 bytes)")), qPrintable(fetched.err));
 
         // A slot named without a file gives its content; -o names the local file.
         const CliRun slot = run({QStringLiteral("get"), QStringLiteral("GIGE1"), QStringLiteral("--selector"),
@@ -311,16 +333,9 @@ private slots:
         QCOMPARE(readFile(work("sub/readme.txt")), QByteArray("hello camera\n"));
     }
 
-    void overwriteProtection_data()
-    {
-        QTest::addColumn<QString>("existing");
-        QTest::newRow("the file") << "readme.txt";
-        QTest::newRow("a partial file") << "readme.txt.partial";
-    }
-
     void overwriteProtection()
     {
-        QFETCH(QString, existing);
+        const QString existing = QStringLiteral("readme.txt");
         QVERIFY(writeFile(work(existing), "mine"));
         const QStringList arguments{QStringLiteral("get"), QStringLiteral("GIGE1"), QStringLiteral("readme.txt")};
         const CliRun refused = run(arguments);
@@ -331,7 +346,91 @@ private slots:
         const CliRun forced = run(QStringList(arguments) << QStringLiteral("--force"));
         QCOMPARE(forced.exitCode, 0);
         QCOMPARE(readFile(work("readme.txt")), QByteArray("hello camera\n"));
-        QVERIFY(!QFile::exists(work("readme.txt.partial")));
+        QCOMPARE(QDir(m_work).entryList(QDir::Files), QStringList({"readme.txt"}));
+    }
+
+    // A download's temporary file is a name of its own: never a file being fetched in
+    // the same command, nor one that was there before.
+    void temporaryNamesNeverCollide()
+    {
+        QVERIFY(writeFile(work("cal.partial"), "mine"));
+        QVERIFY(writeFile(work("cal.tmp"), "unrelated"));
+        const CliRun fetched = run({QStringLiteral("get"), QStringLiteral("NAMES"), QStringLiteral("cal.partial"),
+                                    QStringLiteral("cal"), QStringLiteral("--force")});
+        QCOMPARE(fetched.exitCode, 0);
+        QCOMPARE(readFile(work("cal.partial")), QByteArray("half a calibration\n"));
+        QCOMPARE(readFile(work("cal")), QByteArray("calibration\n"));
+        QCOMPARE(QDir(m_work).entryList(QDir::Files), QStringList({"cal", "cal.partial", "cal.tmp"}));
+    }
+
+    // Names beyond ASCII, UTF-8 both ways: listed as they are, fetched, stored and read back.
+    void nonAsciiNames()
+    {
+        const QString name = QStringLiteral("Kalibrierung_Größe_µm.txt");
+        const CliRun listed = run({QStringLiteral("ls"), QStringLiteral("NAMES"), QStringLiteral("--json")});
+        QVERIFY(column(listed.Json().value("files").toArray(), "name").contains(name));
+        const CliRun fetched = run({QStringLiteral("get"), QStringLiteral("NAMES"), name});
+        QCOMPARE(fetched.exitCode, 0);
+        QCOMPARE(readFile(work(name)), QByteArray("Größe: 12 µm\n"));
+
+        const QString upload = QStringLiteral("Übersicht_Maße.txt");
+        QVERIFY(writeFile(work(upload), "Maße\n"));
+        const CliRun stored =
+            run({QStringLiteral("put"), QStringLiteral("NAMES"), upload, QStringLiteral("--verify"), "--json"});
+        QCOMPARE(stored.exitCode, 0);
+        QCOMPARE(column(stored.Json().value("results").toArray(), "file"), QStringList({upload}));
+    }
+
+    // Ctrl-C and SIGTERM in the middle of a transfer: it ends through its abort path, no
+    // partial file is left, and the exit code tells which signal it was.
+    void interrupted_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<int>("signal");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("get, Ctrl-C") << QStringList{"get", "SLOW", "big.bin"} << SIGINT
+                                     << "download of big.bin interrupted after";
+        QTest::newRow("put, SIGTERM") << QStringList{"put", "SLOW", "up.bin"} << SIGTERM
+                                      << "the incomplete file was deleted from the camera";
+    }
+
+    void interrupted()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(int, signal);
+        QFETCH(QString, message);
+        QVERIFY(writeFile(work("up.bin"), pattern(4194304, 6)));
+        QProcess process;
+        process.setWorkingDirectory(m_work);
+        process.start(QStringLiteral(PELLIX_FA_PATH), QStringList{"--simulate=" + m_cameras} + arguments);
+        process.setReadChannel(QProcess::StandardError);
+        QVERIFY(process.waitForStarted());
+        // Interrupted once the transfer is under way: a quarter of it is reported.
+        QString err;
+        while (!err.contains(QLatin1String("25%")) && process.waitForReadyRead(10000))
+            err += QString::fromUtf8(process.readAllStandardError());
+        QVERIFY2(err.contains(QLatin1String("25%")), qPrintable(err));
+        QCOMPARE(::kill(pid_t(process.processId()), signal), 0);
+        QVERIFY(process.waitForFinished(20000));
+        err += QString::fromUtf8(process.readAllStandardError());
+        QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(process.exitCode(), 128 + signal);
+        QVERIFY2(err.contains(QLatin1String("pellix-fa: interrupted")) && err.contains(message), qPrintable(err));
+        QCOMPARE(QDir(m_work).entryList(QDir::Files), QStringList({"up.bin"}));
+    }
+
+    // A description the simulator cannot use is the user's to correct: exit code 2, the
+    // line named, and a document with --json.
+    void badDescription()
+    {
+        const QString broken = m_dir.filePath(QStringLiteral("broken.txt"));
+        QVERIFY(writeFile(broken, "camera id=A model=M\nfeature name=E type=enum entries=\n"));
+        const CliRun text = RunCli(broken, {QStringLiteral("list")}, m_work);
+        QCOMPARE(text.exitCode, 2);
+        QVERIFY2(text.err.contains(QLatin1String("line 2: enum feature needs at least one entry")), qPrintable(text.err));
+        const CliRun json = RunCli(broken, {QStringLiteral("list"), QStringLiteral("--json")}, m_work);
+        QCOMPARE(json.exitCode, 2);
+        QVERIFY(json.Json().value("error").toString().contains(QLatin1String("line 2")));
     }
 
     // Names the camera reports that would leave the target directory are refused, the
@@ -432,6 +531,7 @@ private slots:
                                .arg(i % 2 ? QStringLiteral("gige") : QStringLiteral("usb3"));
         description += QStringLiteral("feature name=DeviceReset type=command\n"); // CAM8 ignores the reset
         description += QStringLiteral("camera id=ODD model=\"Kestrel K12\"\n");
+        description += QStringLiteral("camera id=BUSY model=qda640MXGE serial=9099 held=yes\n");
         const QString fleet = m_dir.filePath(QStringLiteral("fleet.txt"));
         QVERIFY(writeFile(fleet, description.toUtf8()));
         QByteArray image("PELLIX-FIRMWARE Firmware 2.0\n");
@@ -446,7 +546,12 @@ private slots:
                    m_work);
         QCOMPARE(updated.exitCode, 4);
         const QJsonArray results = updated.Json().value("results").toArray();
-        QCOMPARE(results.size(), 8);
+        QCOMPARE(results.size(), 9);
+        // A camera another application holds is passed over, not counted as a failure.
+        QCOMPARE(results.at(8).toObject().value("skipped").toBool(), true);
+        QCOMPARE(results.at(8).toObject().value("camera").toObject().value("id").toString(), QStringLiteral("BUSY"));
+        // The wait for the camera that never restarts shows signs of life.
+        QVERIFY2(updated.err.contains(QLatin1String("(CAM8): waiting for the camera to restart")), qPrintable(updated.err));
         for (int i = 0; i < 8; ++i)
         {
             const QJsonObject result = results.at(i).toObject();

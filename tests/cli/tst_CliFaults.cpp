@@ -11,7 +11,11 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <GrbCPP/GrbCPP.h>
+
+#include <chrono>
 #include <functional>
+#include <thread>
 
 namespace {
 
@@ -33,6 +37,13 @@ bool writeFile(const QString& path, const QByteArray& data)
 {
     QFile file(path);
     return file.open(QIODevice::WriteOnly) && file.write(data) == data.size();
+}
+
+GrbErrorType setText(GrbCPP::Camera& camera, const char* name, const char* value)
+{
+    GrbCPP::FeaturePtr feature;
+    const GrbErrorType err = camera.GetFeatureByName(name, feature);
+    return err != GrbErrorSuccess ? err : feature->SetValue(value);
 }
 
 QByteArray deviceFile(const char* name)
@@ -96,8 +107,9 @@ private slots:
                              [](grb::sim::SimWorld& world) { QVERIFY(world.UnplugAfterChunks("U", 2)); });
         QCOMPARE(code, 1);
         const QString err = QString::fromUtf8(m_err);
-        QVERIFY2(err.contains(QLatin1String("download of big.bin failed after 65536 of 200000 bytes; camera "
-                                            "RZ-12M-1(U) no longer answers")),
+        QVERIFY2(err.contains(QLatin1String("download of big.bin failed after 65536 of 200000 bytes: the chunk at byte "
+                                            "65536 failed: ")) &&
+                     err.contains(QLatin1String("; camera RZ-12M-1(U) no longer answers")),
                  qPrintable(err));
         QVERIFY(err.contains(QLatin1String("small.txt not fetched")));
         QCOMPARE(QDir(out).entryList(QDir::Files), QStringList());
@@ -121,22 +133,97 @@ private slots:
         QCOMPARE(stored, bytes(5000));
     }
 
-    // The engine reports success when a chunk breaks off but the close works; the
-    // program sees the shortfall, says so and takes the truncated copy off the camera.
-    void brokenUploadIsRemoved()
+    // An upload that did not complete never leaves a copy on the camera that passes for
+    // the whole file: the program takes it off again, or says that it could not.
+    void incompleteUploadIsRemoved_data()
     {
+        QTest::addColumn<QString>("feature");
+        QTest::addColumn<int>("nth");
+        QTest::addColumn<QString>("message");
+        QTest::addColumn<bool>("removed");
+        QTest::newRow("chunk broke off")
+            << "FileAccessBuffer" << 2
+            << "upload of three.bin stopped after 65536 of 196608 bytes: moving the chunk at byte 65536 through "
+               "FileAccessBuffer failed: TL error. (SDK code -13); the incomplete file was deleted from the camera"
+            << true;
+        // Open, three chunks, then the Close: the camera never confirmed the file.
+        QTest::newRow("close refused") << "FileOperationExecute" << 5
+                                       << "upload of three.bin failed: closing the device file failed: TL error. (SDK "
+                                          "code -13)"
+                                       << false;
+    }
+
+    void incompleteUploadIsRemoved()
+    {
+        QFETCH(QString, feature);
+        QFETCH(int, nth);
+        QFETCH(QString, message);
+        QFETCH(bool, removed);
         const QString local = m_dir.filePath(QStringLiteral("three.bin"));
         QVERIFY(writeFile(local, bytes(3 * 65536)));
         QByteArray stored;
         const int code = run(
             {"put", "U", local, "--json"},
-            [](grb::sim::SimWorld& world) { QVERIFY(world.FailFeatureAccess("U", "FileAccessBuffer", 2)); },
+            [&](grb::sim::SimWorld& world) { QVERIFY(world.FailFeatureAccess("U", feature.toStdString(), nth)); },
             [&] { stored = deviceFile("three.bin"); });
         QCOMPARE(code, 1);
-        QVERIFY(QString::fromUtf8(m_err).contains(
-            QLatin1String("upload of three.bin stopped after 65536 of 196608 bytes; the incomplete file was deleted")));
+        QVERIFY2(QString::fromUtf8(m_err).contains(message), m_err.constData());
+        QVERIFY(QString::fromUtf8(m_err).contains(removed ? QLatin1String("the incomplete file was deleted")
+                                                          : QLatin1String("the incomplete file is still on the camera")));
+        QCOMPARE(stored == "<missing>", removed);
+        QVERIFY(m_out.contains("\"incompleteRemoved\": ") && m_out.contains("\"step\": "));
+    }
+
+    // A local file that grows while it is uploaded is not stored cut off somewhere.
+    void localFileGrowingDuringUpload()
+    {
+        const QString local = m_dir.filePath(QStringLiteral("log.bin"));
+        QVERIFY(writeFile(local, bytes(3 * 65536)));
+        std::thread writer;
+        QByteArray stored;
+        const int code = run(
+            {"put", "U", local},
+            [&](grb::sim::SimWorld& world) {
+                // Slow chunks, and more data arriving while they go.
+                QVERIFY(world.SetCommandDelay("U", "FileOperationExecute", 150));
+                writer = std::thread([local] {
+                    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+                    QFile file(local);
+                    if (file.open(QIODevice::Append))
+                        file.write(bytes(1000));
+                });
+            },
+            [&] { stored = deviceFile("log.bin"); });
+        writer.join();
+        QCOMPARE(code, 1);
+        QVERIFY2(QString::fromUtf8(m_err).contains(QLatin1String("changed while it was uploaded")), m_err.constData());
         QCOMPARE(stored, QByteArray("<missing>"));
-        QVERIFY(m_out.contains("\"exitCode\": 1"));
+    }
+
+    // A device file an earlier client left open (killed in the middle of a transfer) is
+    // closed by the next transfer, which then goes ahead and says what it found.
+    void fileLeftOpenIsRecovered()
+    {
+        const QString out = m_dir.filePath(QStringLiteral("out"));
+        const int code = run({"get", "U", "small.txt", "-o", out, "--force", "--json"}, [](grb::sim::SimWorld&) {
+            GrbCPP::CameraPtr camera;
+            QCOMPARE(GrbCPP::GrbSystem::GetInstance().GetCameraByID("SIM-U3V::U", camera), GrbErrorSuccess);
+            QCOMPARE(camera->Open(GrbAccessModeFull), GrbErrorSuccess);
+            QCOMPARE(setText(*camera, "FileSelector", "Userfile"), GrbErrorSuccess);
+            QCOMPARE(setText(*camera, "Filename", "big.bin"), GrbErrorSuccess);
+            QCOMPARE(setText(*camera, "FileOpenMode", "Read"), GrbErrorSuccess);
+            QCOMPARE(setText(*camera, "FileOperationSelector", "Open"), GrbErrorSuccess);
+            GrbCPP::FeaturePtr execute;
+            QCOMPARE(camera->GetFeatureByName("FileOperationExecute", execute), GrbErrorSuccess);
+            QCOMPARE(execute->RunCommand(), GrbErrorSuccess);
+            QCOMPARE(camera->Close(), GrbErrorSuccess);
+        });
+        QCOMPARE(code, 0);
+        QVERIFY(m_out.contains("\"recoveredOpenFile\": true"));
+        QVERIFY2(QString::fromUtf8(m_err).contains(QLatin1String("had a device file left open")), m_err.constData());
+        QFile fetched(out + QStringLiteral("/small.txt"));
+        QVERIFY(fetched.open(QIODevice::ReadOnly));
+        QCOMPARE(fetched.readAll(), QByteArray("small\n"));
     }
 };
 

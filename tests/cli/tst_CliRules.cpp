@@ -1,5 +1,6 @@
 // The two rules the command-line program shares with the window: which camera models
 // support file access, and which device file names may become local file names.
+#include "cli/CliConsole.h"
 #include "device/PXFileNameRule.h"
 #include "sdk/CameraModelCompatibility.h"
 
@@ -78,6 +79,33 @@ private slots:
         QString reason;
         QCOMPARE(PXFileNameRule::IsAcceptableLocalName(name, &reason), acceptable);
         QCOMPARE(reason.isEmpty(), acceptable);
+    }
+
+    // Names from a camera are shown, not acted on, by a terminal.
+    void shownNames_data()
+    {
+        QTest::addColumn<bool>("terminal");
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("shown");
+        QTest::newRow("plain") << true << "Größe µm.txt"
+                               << "Größe µm.txt";
+        QTest::newRow("line break and tab") << true << "a\nb\tc"
+                                            << "a\\nb\\tc";
+        QTest::newRow("escape sequence") << true << "\x1b[2Jx"
+                                         << "\\x1b[2Jx";
+        QTest::newRow("C1 control") << true << QString(QChar(0x9B)) << "\\x9b";
+        QTest::newRow("not a terminal") << false << "a\nb"
+                                        << "a\nb";
+    }
+
+    void shownNames()
+    {
+        QFETCH(bool, terminal);
+        QFETCH(QString, name);
+        QFETCH(QString, shown);
+        CliConsole console(nullptr, nullptr, nullptr);
+        console.SetTerminal(false, false, 80, terminal);
+        QCOMPARE(console.Shown(name), shown);
     }
 };
 

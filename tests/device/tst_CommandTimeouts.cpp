@@ -1,6 +1,6 @@
 // Waits on command completion, which polls every two seconds: kept to the few cases
 // that matter, in an executable of their own.
-#include "../sdk/SimulatorFixture.h"
+#include "SimulatorFixture.h"
 #include "LocalFiles.h"
 
 #include "device/PXCameraManager.h"

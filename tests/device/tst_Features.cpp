@@ -1,6 +1,6 @@
 // Feature access by name on a simulated camera: conversions per type, ranges, entries,
 // raw buffers, commands without waiting, both function families, number parsing.
-#include "../sdk/SimulatorFixture.h"
+#include "SimulatorFixture.h"
 
 #include "device/PXCameraFeature.h"
 #include "device/PXFeatureContainerUtil.h"

@@ -1,6 +1,6 @@
 // The camera object on simulated cameras: identity, byte order, packet size, user
 // sets, the camera manager, and whole-file transfers with their progress and failures.
-#include "../sdk/SimulatorFixture.h"
+#include "SimulatorFixture.h"
 #include "LocalFiles.h"
 
 #include "device/PXCameraManager.h"
@@ -9,6 +9,10 @@
 
 #include <QSignalSpy>
 #include <QtTest>
+
+#include <cerrno>
+
+#include <sys/stat.h>
 
 namespace {
 
@@ -35,6 +39,20 @@ feature name=FileAccessLength type=int value=1000 min=0 max=1000
 file selector=Userfile name=f65537 size=65537 seed=3
 camera id=BUF100000 model=M10 transport=usb3 buffer=100000
 file selector=Userfile name=f65537 size=65537 seed=3
+camera id=TIED model=M11 transport=usb3 buffer-length=follows
+file selector=Userfile name=f65537 size=65537 seed=3
+camera id=SLOWCMD model=M12 transport=usb3
+file selector=Userfile name=f65537 size=65537 seed=3
+fault feature=FileOperationExecute delay=30
+camera id=SHORT model=M13 transport=usb3
+file selector=Userfile name=f65537 size=65537 seed=3
+fault feature=FileAccessBuffer short-read=100
+camera id=LEAVES model=M14 transport=usb3
+file selector=Userfile name=f65537 size=65537 seed=3
+fault unplug-after-chunks=1
+camera id=NOSIZE model=M15 transport=usb3
+file selector=Userfile name=f65537 size=65537 seed=3
+fault feature=FileSize fail-access=1 code=-11
 )";
 
 QByteArray content(int size)
@@ -58,6 +76,8 @@ QList<qint64> progress(const QSignalSpy& spy, const QString& fileName, const QSt
 }
 
 } // namespace
+
+Q_DECLARE_METATYPE(PXTransferReport::Step)
 
 class TestPXCamera : public QObject
 {
@@ -269,22 +289,25 @@ private slots:
         QTest::addColumn<int>("written");
         QTest::addColumn<bool>("localLeftOpen");
         QTest::addColumn<bool>("deviceLeftOpen");
+        QTest::addColumn<PXTransferReport::Step>("step");
         // FileOperationSelector and FileOperationExecute are used by Open (1st), the three
         // chunks (2nd to 4th) and Close (5th).
-        QTest::newRow("selector") << "FileSelector" << 1 << 0 << 0 << false << false;
-        QTest::newRow("file name") << "Filename" << 1 << 0 << 0 << true << false;
-        QTest::newRow("open mode") << "FileOpenMode" << 1 << 0 << 0 << false << false;
-        QTest::newRow("open selection") << "FileOperationSelector" << 1 << 0 << 0 << false << false;
-        QTest::newRow("open") << "FileOperationExecute" << 1 << 0 << 0 << false << false;
-        QTest::newRow("size") << "FileSize" << 1 << 0 << 0 << false << false;
-        QTest::newRow("length") << "FileAccessLength" << 1 << 0 << 0 << true << true;
-        QTest::newRow("second offset") << "FileAccessOffset" << 2 << 0 << 65536 << false << false;
-        QTest::newRow("second read selection") << "FileOperationSelector" << 3 << 0 << 65536 << false << false;
-        QTest::newRow("second read") << "FileOperationExecute" << 3 << 0 << 65536 << false << false;
-        QTest::newRow("second buffer") << "FileAccessBuffer" << 2 << 0 << 65536 << false << false;
-        QTest::newRow("short buffer") << "" << 0 << 65535 << 0 << false << false;
-        QTest::newRow("close selection") << "FileOperationSelector" << 5 << 0 << 196608 << false << false;
-        QTest::newRow("close") << "FileOperationExecute" << 5 << 0 << 196608 << false << false;
+        using S = PXTransferReport::Step;
+        QTest::newRow("selector") << "FileSelector" << 1 << 0 << 0 << false << false << S::Select;
+        QTest::newRow("file name") << "Filename" << 1 << 0 << 0 << true << false << S::Name;
+        QTest::newRow("open mode") << "FileOpenMode" << 1 << 0 << 0 << false << false << S::Open;
+        QTest::newRow("open selection") << "FileOperationSelector" << 1 << 0 << 0 << false << false << S::Open;
+        QTest::newRow("open") << "FileOperationExecute" << 1 << 0 << 0 << false << false << S::Open;
+        QTest::newRow("size") << "FileSize" << 1 << 0 << 0 << false << false << S::Size;
+        QTest::newRow("length") << "FileAccessLength" << 1 << 0 << 0 << true << true << S::Length;
+        QTest::newRow("second offset") << "FileAccessOffset" << 2 << 0 << 65536 << false << false << S::Chunk;
+        QTest::newRow("second read selection") << "FileOperationSelector" << 3 << 0 << 65536 << false << false
+                                               << S::Chunk;
+        QTest::newRow("second read") << "FileOperationExecute" << 3 << 0 << 65536 << false << false << S::Chunk;
+        QTest::newRow("second buffer") << "FileAccessBuffer" << 2 << 0 << 65536 << false << false << S::Buffer;
+        QTest::newRow("short buffer") << "" << 0 << 65535 << 0 << false << false << S::ShortBuffer;
+        QTest::newRow("close selection") << "FileOperationSelector" << 5 << 0 << 196608 << false << false << S::Close;
+        QTest::newRow("close") << "FileOperationExecute" << 5 << 0 << 196608 << false << false << S::Close;
     }
 
     void downloadFailures()
@@ -295,6 +318,7 @@ private slots:
         QFETCH(int, written);
         QFETCH(bool, localLeftOpen);
         QFETCH(bool, deviceLeftOpen);
+        QFETCH(PXTransferReport::Step, step);
         auto camera = open("GIGE");
         if (nth)
             QVERIFY(m_sim.World()->FailFeatureAccess("GIGE", feature.toStdString(), unsigned(nth)));
@@ -306,9 +330,12 @@ private slots:
         QCOMPARE(bytesWritten, long(written));
         QCOMPARE(IsOpenInThisProcess(local), localLeftOpen);
         QCOMPARE(ReadLocal(local), m_sim.DeviceFile("GIGE", "Userfile", "f196608")->left(written));
+        QCOMPARE(camera->LastTransferReport().step, step);
+        QCOMPARE(camera->LastTransferReport().sdkCode, rawLimit ? GrbErrorSuccess : GrbErrorTransportLayer);
+        // A device file left open is closed by the next transfer, which then goes ahead.
         m_sim.World()->SetRawReadLimit("GIGE", "FileAccessBuffer", 0);
-        QCOMPARE(camera->DownloadDeviceFile(qPrintable(m_sim.Path("probe.bin")), "f1", "Userfile", &bytesWritten),
-                 !deviceLeftOpen);
+        QVERIFY(camera->DownloadDeviceFile(qPrintable(m_sim.Path("probe.bin")), "f1", "Userfile", &bytesWritten));
+        QCOMPARE(camera->LastTransferReport().openRecovered, deviceLeftOpen);
     }
 
     void downloadWithoutArguments()
@@ -330,20 +357,27 @@ private slots:
         QTest::addColumn<int>("written");
         QTest::addColumn<int>("onDevice"); // -1: no such device file
         QTest::addColumn<bool>("deviceLeftOpen");
-        QTest::newRow("selector") << "GIGE" << "FileSelector" << 1 << false << 0 << -1 << false;
-        QTest::newRow("file name") << "GIGE" << "Filename" << 1 << false << 0 << -1 << false;
-        QTest::newRow("open mode") << "GIGE" << "FileOpenMode" << 1 << false << 0 << -1 << false;
-        QTest::newRow("open selection") << "GIGE" << "FileOperationSelector" << 1 << false << 0 << -1 << false;
-        QTest::newRow("open") << "GIGE" << "FileOperationExecute" << 1 << false << 0 << -1 << false;
-        QTest::newRow("length") << "GIGE" << "FileAccessLength" << 1 << true << 0 << 0 << false;
-        QTest::newRow("second offset") << "GIGE" << "FileAccessOffset" << 2 << true << 65536 << 65536 << false;
-        QTest::newRow("second buffer") << "GIGE" << "FileAccessBuffer" << 2 << true << 65536 << 65536 << false;
+        QTest::addColumn<PXTransferReport::Step>("step");
+        using S = PXTransferReport::Step;
+        QTest::newRow("selector") << "GIGE" << "FileSelector" << 1 << false << 0 << -1 << false << S::Select;
+        QTest::newRow("file name") << "GIGE" << "Filename" << 1 << false << 0 << -1 << false << S::Name;
+        QTest::newRow("open mode") << "GIGE" << "FileOpenMode" << 1 << false << 0 << -1 << false << S::Open;
+        QTest::newRow("open selection") << "GIGE" << "FileOperationSelector" << 1 << false << 0 << -1 << false
+                                        << S::Open;
+        QTest::newRow("open") << "GIGE" << "FileOperationExecute" << 1 << false << 0 << -1 << false << S::Open;
+        QTest::newRow("length") << "GIGE" << "FileAccessLength" << 1 << true << 0 << 0 << false << S::Length;
+        QTest::newRow("second offset") << "GIGE" << "FileAccessOffset" << 2 << true << 65536 << 65536 << false
+                                       << S::Chunk;
+        QTest::newRow("second buffer") << "GIGE" << "FileAccessBuffer" << 2 << true << 65536 << 65536 << false
+                                       << S::Buffer;
         QTest::newRow("second write selection") << "GIGE" << "FileOperationSelector" << 3 << true << 65536 << 65536
-                                                << false;
-        QTest::newRow("second write") << "GIGE" << "FileOperationExecute" << 3 << true << 65536 << 65536 << false;
-        QTest::newRow("file system full") << "SMALL" << "" << 0 << true << 65536 << 65536 << false;
-        QTest::newRow("close selection") << "GIGE" << "FileOperationSelector" << 5 << false << 0 << 196608 << true;
-        QTest::newRow("close") << "GIGE" << "FileOperationExecute" << 5 << false << 0 << 196608 << true;
+                                                << false << S::Chunk;
+        QTest::newRow("second write") << "GIGE" << "FileOperationExecute" << 3 << true << 65536 << 65536 << false
+                                      << S::Chunk;
+        QTest::newRow("file system full") << "SMALL" << "" << 0 << true << 65536 << 65536 << false << S::Chunk;
+        QTest::newRow("close selection") << "GIGE" << "FileOperationSelector" << 5 << false << 0 << 196608 << true
+                                         << S::Close;
+        QTest::newRow("close") << "GIGE" << "FileOperationExecute" << 5 << false << 0 << 196608 << true << S::Close;
     }
 
     void uploadFailures()
@@ -355,6 +389,7 @@ private slots:
         QFETCH(int, written);
         QFETCH(int, onDevice);
         QFETCH(bool, deviceLeftOpen);
+        QFETCH(PXTransferReport::Step, step);
         auto camera = open(id);
         QSignalSpy spy(camera.get(), &PXCamera::updateTransferProcess);
         if (nth)
@@ -369,7 +404,10 @@ private slots:
         if (device)
             QCOMPARE(*device, content(onDevice));
         QCOMPARE(!spy.isEmpty() && spy.last().at(0).toLongLong() == 0, result);
-        QCOMPARE(camera->UploadBuffer({1}, "probe", "Userfile", &bytesWritten), !deviceLeftOpen);
+        QCOMPARE(camera->LastTransferReport().step, step);
+        QCOMPARE(camera->LastTransferReport().localBytes, qint64(196608));
+        QVERIFY(camera->UploadBuffer({1}, "probe", "Userfile", &bytesWritten));
+        QCOMPARE(camera->LastTransferReport().openRecovered, deviceLeftOpen);
     }
 
     void transfersWithoutNameOrWritableLength_data()
@@ -402,6 +440,8 @@ private slots:
         QTest::newRow("4096-byte buffer") << "BUF4096" << 4096;
         QTest::newRow("FileAccessLength up to 1000") << "LEN1000" << 1000;
         QTest::newRow("buffer larger than a chunk") << "BUF100000" << 65536;
+        // What the camera can do, not what the last (1-byte) transfer left in the buffer.
+        QTest::newRow("buffer as long as the length") << "TIED" << 65536;
     }
 
     void smallBuffers()
@@ -411,9 +451,10 @@ private slots:
         const int size = 65537;
         const int chunks = (size + capacity - 1) / capacity;
         auto camera = open(id);
+        long written = 0;
+        QVERIFY(camera->UploadBuffer({1}, "one", "Userfile", &written));
         QSignalSpy spy(camera.get(), &PXCamera::updateTransferProcess);
         const QString local = m_sim.Path("small.bin");
-        long written = 0;
         QVERIFY(camera->DownloadDeviceFile(qPrintable(local), "f65537", "Userfile", &written));
         QCOMPARE(ReadLocal(local), *m_sim.DeviceFile(qPrintable(id), "Userfile", "f65537"));
         QCOMPARE(spy.count(), chunks + 1);
@@ -426,6 +467,98 @@ private slots:
         QVERIFY(camera->UploadLocalFile("up.bin", qPrintable(local), "Userfile", &written));
         QCOMPARE(written, long(size));
         QCOMPARE(*m_sim.DeviceFile(qPrintable(id), "Userfile", "up.bin"), content(size));
+    }
+
+    // The faults a description switches on, as a user would try them from the shell.
+    void describedFaults_data()
+    {
+        QTest::addColumn<QString>("id");
+        QTest::addColumn<PXTransferReport::Step>("step"); // None: the download works
+        QTest::addColumn<GrbErrorType>("code");
+        using S = PXTransferReport::Step;
+        QTest::newRow("slow command") << "SLOWCMD" << S::None << GrbErrorType{GrbErrorSuccess};
+        QTest::newRow("short buffer") << "SHORT" << S::ShortBuffer << GrbErrorType{GrbErrorSuccess};
+        QTest::newRow("unplugged after a chunk") << "LEAVES" << S::Chunk << GrbErrorType{GrbErrorTimeout};
+        QTest::newRow("failing feature") << "NOSIZE" << S::Size << GrbErrorType{GrbErrorInvalidValue};
+    }
+
+    void describedFaults()
+    {
+        QFETCH(QString, id);
+        QFETCH(PXTransferReport::Step, step);
+        QFETCH(GrbErrorType, code);
+        auto camera = open(id);
+        long written = 0;
+        QCOMPARE(camera->DownloadDeviceFile(qPrintable(m_sim.Path("faults.bin")), "f65537", "Userfile", &written),
+                 step == PXTransferReport::Step::None);
+        QCOMPARE(camera->LastTransferReport().step, step);
+        QCOMPARE(camera->LastTransferReport().sdkCode, code);
+    }
+
+    // Asked for from another thread in the field (Ctrl-C, "Close Camera"); here by the
+    // first progress report. The device file is closed, and an upload's part deleted.
+    void abortEndsTheTransfer_data()
+    {
+        QTest::addColumn<bool>("download");
+        QTest::newRow("download") << true;
+        QTest::newRow("upload") << false;
+    }
+
+    void abortEndsTheTransfer()
+    {
+        QFETCH(bool, download);
+        auto camera = open("GIGE");
+        PXCamera* raw = camera.get();
+        connect(
+            raw, &PXCamera::updateTransferProcess, raw, [raw] { raw->AbortTransfers(true); }, Qt::DirectConnection);
+        const QString local = m_sim.Path("abort.bin");
+        long written = 0;
+        if (download)
+        {
+            QVERIFY(!camera->DownloadDeviceFile(qPrintable(local), "f196608", "Userfile", &written));
+            QCOMPARE(written, 65536L);
+        }
+        else
+        {
+            QVERIFY(WriteLocal(local, content(196608)));
+            QVERIFY(!camera->UploadLocalFile("up.bin", qPrintable(local), "Userfile", &written));
+            QVERIFY(camera->LastTransferReport().incompleteRemoved);
+            QVERIFY(!m_sim.DeviceFile("GIGE", "Userfile", "up.bin"));
+        }
+        QCOMPARE(camera->LastTransferReport().step, PXTransferReport::Step::Aborted);
+        QCOMPARE(camera->LastTransferReport().offset, qint64(65536));
+
+        // While the request stands, a transfer ends before it touches the device.
+        QVERIFY(!camera->UploadBuffer({1}, "late.bin", "Userfile", &written));
+        QVERIFY(!m_sim.DeviceFile("GIGE", "Userfile", "late.bin"));
+        camera->AbortTransfers(false);
+        QVERIFY(camera->DownloadDeviceFile(qPrintable(local), "f1", "Userfile", &written));
+        QVERIFY(!camera->LastTransferReport().openRecovered);
+    }
+
+    void localFileProblems()
+    {
+        auto camera = open("GIGE");
+        QSignalSpy spy(camera.get(), &PXCamera::updateTransferProcess);
+        long written = -1;
+        // A full disk may show only when the last buffered bytes reach it, at close.
+        QVERIFY(!camera->DownloadDeviceFile("/dev/full", "f1", "Userfile", &written));
+        QCOMPARE(camera->LastTransferReport().step, PXTransferReport::Step::LocalFile);
+        QCOMPARE(camera->LastTransferReport().localError, ENOSPC);
+        spy.clear();
+
+        // Only regular files are uploaded: a directory or a pipe never reaches the device,
+        // and a pipe without a writer does not block.
+        const QString directory = m_sim.Path("folder");
+        const QString pipe = m_sim.Path("pipe");
+        QVERIFY(QDir().mkpath(directory));
+        QCOMPARE(mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+        QVERIFY(!camera->UploadLocalFile("folder", qPrintable(directory), "Userfile", &written));
+        QCOMPARE(camera->LastTransferReport().localError, EISDIR);
+        QVERIFY(!camera->UploadLocalFile("pipe", qPrintable(pipe), "Userfile", &written));
+        QCOMPARE(camera->LastTransferReport().step, PXTransferReport::Step::LocalFile);
+        QVERIFY(!m_sim.DeviceFile("GIGE", "Userfile", "folder") && !m_sim.DeviceFile("GIGE", "Userfile", "pipe"));
+        QCOMPARE(spy.count(), 0);
     }
 
     void deleteFiles()

@@ -232,10 +232,15 @@ void TestCameraDiscoveryWidget::openAndCloseRequests()
     m_tree->setCurrentIndex(leaf("qda640"));
     QTest::mouseClick(open, Qt::LeftButton);
     QCOMPARE(opened.last(), QVariantList{"SIM-GEV::CAM_A"});
-    // Any camera that leaves brings the list back, not only the open one.
+    // Another camera leaving is reported but leaves the open camera's controls; the open
+    // one leaving brings the list back.
     QSignalSpy removed(m_panel.get(), &CameraDiscoveryWidget::CameraRemoved);
     QVERIFY(grb::sim::SimWorld::Active()->Unplug("CAM_C"));
     QTRY_COMPARE(removed.count(), 1);
+    QCOMPARE(pages->currentIndex(), 1);
+    QVERIFY(!m_tree->isEnabled());
+    QVERIFY(grb::sim::SimWorld::Active()->Unplug("CAM_A"));
+    QTRY_COMPARE(removed.count(), 2);
     QCOMPARE(pages->currentIndex(), 0);
     QVERIFY(m_tree->isEnabled());
 }

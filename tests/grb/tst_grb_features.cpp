@@ -448,10 +448,14 @@ void TestGrbFeatures::commandCompletesAfterDelay_data()
     QTest::addColumn<QString>("name");
     QTest::addColumn<int>("stream");
     QTest::addColumn<int>("delay");
+    QTest::addColumn<bool>("doneOnReturn");
 
-    QTest::newRow("described delay") << "Trigger" << -1 << -1;
-    QTest::newRow("switched delay") << "UserSetLoad" << -1 << 50;
-    QTest::newRow("stream command") << "GVSPAdjustPacketSize" << 0 << 50;
+    // A run waits a little for its command, so that one that takes a few milliseconds is
+    // done by the caller's first query; a slower one is left running.
+    QTest::newRow("described delay") << "Trigger" << -1 << -1 << true;
+    QTest::newRow("switched delay") << "UserSetLoad" << -1 << 50 << true;
+    QTest::newRow("stream command") << "GVSPAdjustPacketSize" << 0 << 50 << true;
+    QTest::newRow("longer than the run waits") << "UserSetLoad" << -1 << 1500 << false;
 }
 
 void TestGrbFeatures::commandCompletesAfterDelay()
@@ -459,6 +463,7 @@ void TestGrbFeatures::commandCompletesAfterDelay()
     QFETCH(QString, name);
     QFETCH(int, stream);
     QFETCH(int, delay);
+    QFETCH(bool, doneOnReturn);
 
     const QByteArray feature = name.toUtf8();
     if (delay >= 0)
@@ -474,6 +479,8 @@ void TestGrbFeatures::commandCompletesAfterDelay()
     timer.start();
     QCOMPARE(command->RunCommand(), GrbErrorSuccess);
     bool done = false;
+    QCOMPARE(command->IsCommandDone(done), GrbErrorSuccess);
+    QCOMPARE(done, doneOnReturn);
     int polls = 0;
     while (!done)
     {
@@ -546,7 +553,8 @@ void TestGrbFeatures::rawFeatures()
     QCOMPARE(blob->GetValue(four, length), GrbErrorSuccess);
     QCOMPARE(length, 4u);
     QCOMPARE(four[3], 0xEF);
-    QCOMPARE(blob->SetValue(written, 9), GrbErrorInvalidValue);
+    const unsigned char tooLong[9] = {};
+    QCOMPARE(blob->SetValue(tooLong, 9), GrbErrorInvalidValue);
     QCOMPARE(blob->SetValue(nullptr, 3), GrbErrorBadParameter);
 }
 

@@ -88,6 +88,7 @@ private slots:
     void startupTwiceKeepsOneSession();
     void refusedDescriptionLoadsNothing_data();
     void refusedDescriptionLoadsNothing();
+    void descriptionFileForms();
     void versionQueryAndItsFault();
     void cameraObjectOfEarlierSessionIsStale();
 
@@ -188,6 +189,14 @@ void TestGrbSession::refusedDescriptionLoadsNothing_data()
     QTest::newRow("unknown statement") << good + "lens id=A\n" << 3;
     QTest::newRow("unknown key") << QByteArray("camera id=A model=M colour=red\n") << 1;
     QTest::newRow("bad number") << good + "camera id=B model=M capacity=lots\n" << 3;
+    QTest::newRow("enum without entries") << good + "feature name=E type=enum entries=\n" << 3;
+    QTest::newRow("file twice") << good + "file selector=Userfile name=a text=x\nfile selector=Userfile name=a size=2\n"
+                                << 4;
+    QTest::newRow("slot given two files")
+        << QByteArray("camera id=A model=M slots=S\nfile selector=S size=1\nfile selector=S name=b size=2\n") << 3;
+    QTest::newRow("fault on no feature") << good + "fault feature=Nothing fail-access=1\n" << 3;
+    QTest::newRow("delay of no command") << good + "fault feature=Width delay=5\n" << 3;
+    QTest::newRow("fault of two kinds") << good + "fault unplug-after-chunks=2 delay=5\n" << 3;
 }
 
 void TestGrbSession::refusedDescriptionLoadsNothing()
@@ -195,9 +204,11 @@ void TestGrbSession::refusedDescriptionLoadsNothing()
     QFETCH(QByteArray, description);
     QFETCH(int, line);
 
-    QByteArray errorOutput;
-    QCOMPARE(GrbTest::StartSimulatorCapturing(description, errorOutput), GrbErrorNoTransportLayer);
-    QVERIFY2(errorOutput.contains(QByteArray("line ") + QByteArray::number(line) + ':'), errorOutput.constData());
+    QCOMPARE(GrbTest::StartSimulator(description), GrbErrorNoTransportLayer);
+    std::string message;
+    QCOMPARE(GrbTest::ReadText([](char* b, unsigned int& l) { return sdk().GetStartupMessage(b, l); }, message),
+             GrbErrorSuccess);
+    QVERIFY2(message.find("line " + std::to_string(line) + ":") != std::string::npos, message.c_str());
     QVERIFY(!SimWorld::Active());
     unsigned int count = 0;
     QCOMPARE(sdk().GetCameras(nullptr, count), GrbErrorApiNotStarted);
@@ -206,6 +217,22 @@ void TestGrbSession::refusedDescriptionLoadsNothing()
     QList<QByteArray> lines = description.split('\n');
     lines.removeAt(line - 1);
     QCOMPARE(GrbTest::StartSimulator(lines.join('\n')), GrbErrorSuccess);
+}
+
+void TestGrbSession::descriptionFileForms()
+{
+    // A byte-order mark, as some editors write, is not part of the first statement.
+    QCOMPARE(GrbTest::StartSimulator("\xEF\xBB\xBF" "camera id=A model=qda640MXGE\n"), GrbErrorSuccess);
+    QCOMPARE(sdk().Shutdown(), GrbErrorSuccess);
+
+    // A directory is refused as such, not read as an empty description.
+    QTemporaryDir directory;
+    qputenv("GRB_SIMULATOR", QFile::encodeName(directory.path()));
+    QCOMPARE(sdk().Startup(), GrbErrorNoTransportLayer);
+    std::string message;
+    QCOMPARE(GrbTest::ReadText([](char* b, unsigned int& l) { return sdk().GetStartupMessage(b, l); }, message),
+             GrbErrorSuccess);
+    QVERIFY2(message.find("is a directory") != std::string::npos, message.c_str());
 }
 
 void TestGrbSession::versionQueryAndItsFault()

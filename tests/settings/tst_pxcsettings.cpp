@@ -6,6 +6,7 @@
 #include <QtTest>
 
 #include <memory>
+#include <sys/stat.h>
 #include <unistd.h>
 
 // Every case runs against its own temporary HOME and XDG_CONFIG_HOME, never the real ones.
@@ -25,6 +26,8 @@ private slots:
     void corruptMainFile_data();
     void corruptMainFile();
     void nothingCanBeCreated();
+    void settingsFileNotRegular_data();
+    void settingsFileNotRegular();
 
 private:
     QString file(const QString& name) const { return m_home->path() + "/config/Zorvan Technologies/PXTools/" + name; }
@@ -199,6 +202,28 @@ void TestPXCSettings::nothingCanBeCreated()
     QCOMPARE(settings.Get("MainWindow", "Width", 0).toInt(), 1024);
     flush();
     QVERIFY(QFileInfo(blocker).isFile());
+}
+
+void TestPXCSettings::settingsFileNotRegular_data()
+{
+    QTest::addColumn<bool>("pipe");
+    QTest::newRow("directory") << false;
+    QTest::newRow("pipe") << true; // reading it would block for ever
+}
+
+void TestPXCSettings::settingsFileNotRegular()
+{
+    QFETCH(bool, pipe);
+    QVERIFY(QDir().mkpath(QFileInfo(file("PxTools.ini")).path()));
+    const QByteArray path = QFile::encodeName(file("PxTools.ini"));
+    QVERIFY(pipe ? mkfifo(path.constData(), 0600) == 0 : QDir().mkdir(file("PxTools.ini")));
+
+    PXCSettings settings;
+    settings.Set("Directory", "fileAccessFileDir", "/tmp");
+    QCOMPARE(settings.Get("Directory", "fileAccessFileDir", "none").toString(), QString("none"));
+    flush();
+    QCOMPARE(QFileInfo(file("PxTools.ini")).isDir(), !pipe);
+    QVERIFY(QFileInfo(file("ccprofiles.ini")).isFile());
 }
 
 QTEST_GUILESS_MAIN(TestPXCSettings)

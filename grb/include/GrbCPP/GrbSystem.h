@@ -18,6 +18,9 @@ public:
     GrbErrorType Startup();
     GrbErrorType Shutdown();
     GrbErrorType QueryVersion(GrbVersionInfo& version) const;
+    // What kept the last Startup from loading a transport layer (a simulator description
+    // that cannot be read, say), as UTF-8 text; empty when nothing did. Two-call read.
+    GrbErrorType GetStartupMessage(char* buffer, unsigned int& length) const;
 
     GrbErrorType RegisterCameraListObserver(const ICameraListObserverPtr& observer);
     GrbErrorType UnregisterCameraListObserver(const ICameraListObserverPtr& observer);

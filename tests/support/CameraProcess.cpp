@@ -1,0 +1,121 @@
+#include "CameraProcess.h"
+
+#include "aravis/GvcpClient.h"
+
+#include <gvcp/GvcpProtocol.h>
+
+#include <QElapsedTimer>
+#include <QFileInfo>
+#include <QThread>
+
+#include <csignal>
+#include <fcntl.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <vector>
+
+namespace {
+
+constexpr int kStartPatienceMs = 10000;
+constexpr int kStopPatienceMs = 3000;
+
+bool reaped(pid_t pid, int patienceMs)
+{
+    QElapsedTimer timer;
+    timer.start();
+    do
+    {
+        if (waitpid(pid, nullptr, WNOHANG) == pid)
+            return true;
+        QThread::msleep(20);
+    } while (timer.elapsed() < patienceMs);
+    return false;
+}
+
+} // namespace
+
+CameraProcess::CameraProcess(QString program, QStringList arguments, QString address)
+    : m_program(std::move(program))
+    , m_arguments(std::move(arguments))
+    , m_address(std::move(address))
+{
+}
+
+CameraProcess::~CameraProcess()
+{
+    Stop();
+}
+
+bool CameraProcess::Start(QString& error)
+{
+    Stop();
+    if (m_program.isEmpty() || !QFileInfo(m_program).isExecutable())
+    {
+        error = QStringLiteral("the camera program %1 cannot be run").arg(m_program);
+        return false;
+    }
+    // Everything the child needs is prepared here: after fork only exec-safe calls.
+    std::vector<QByteArray> args{m_program.toLocal8Bit()};
+    for (const QString& argument : m_arguments)
+        args.push_back(argument.toLocal8Bit());
+    std::vector<char*> argv;
+    for (QByteArray& arg : args)
+        argv.push_back(arg.data());
+    argv.push_back(nullptr);
+
+    m_pid = fork();
+    if (m_pid == 0)
+    {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        const int null = open("/dev/null", O_RDWR);
+        dup2(null, STDIN_FILENO);
+        dup2(null, STDOUT_FILENO);
+        execv(argv[0], argv.data());
+        _exit(127);
+    }
+    if (m_pid < 0)
+    {
+        error = QStringLiteral("the camera on %1 could not be started").arg(m_address);
+        return false;
+    }
+
+    QElapsedTimer timer;
+    timer.start();
+    grb::aravis::GvcpClient gvcp(m_address.toStdString());
+    while (timer.elapsed() < kStartPatienceMs)
+    {
+        uint32_t privilege = 0;
+        if (gvcp.ReadRegister(grb::gvcp::kControlChannelPrivilege, privilege) == GrbErrorSuccess)
+            return true;
+        if (waitpid(m_pid, nullptr, WNOHANG) == m_pid)
+        {
+            m_pid = -1;
+            error = QStringLiteral("the camera on %1 exited at once").arg(m_address);
+            return false;
+        }
+    }
+    Stop();
+    error = QStringLiteral("the camera on %1 did not answer").arg(m_address);
+    return false;
+}
+
+void CameraProcess::Stop()
+{
+    if (m_pid <= 0)
+        return;
+    kill(m_pid, SIGTERM);
+    if (!reaped(m_pid, kStopPatienceMs))
+        Kill();
+    m_pid = -1;
+}
+
+void CameraProcess::Kill()
+{
+    if (m_pid <= 0)
+        return;
+    kill(m_pid, SIGKILL);
+    waitpid(m_pid, nullptr, 0);
+    m_pid = -1;
+}

@@ -1,0 +1,67 @@
+// Helpers shared by the camera SDK tests: starting the simulator on a description and
+// reading values through the public object interface.
+#ifndef TESTS_GRB_GRBTESTSUPPORT_H
+#define TESTS_GRB_GRBTESTSUPPORT_H
+
+#include <GrbCPP/GrbCPP.h>
+
+#include <QByteArray>
+
+#include <string>
+#include <vector>
+
+namespace GrbTest {
+
+// Starts the SDK on the simulator: "demo", or a description text written to a file first.
+GrbErrorType StartSimulator(const QByteArray& description);
+
+// Null when the id is unknown.
+GrbCPP::CameraPtr CameraById(const char* id);
+// Null when the camera is unknown or does not open.
+GrbCPP::CameraPtr OpenCamera(const char* id, GrbAccessModeType mode = GrbAccessModeFull);
+
+// Both calls of a two-call text read; call gets (buffer, length).
+template <class Call>
+GrbErrorType ReadText(Call&& call, std::string& text)
+{
+    unsigned int length = 0;
+    GrbErrorType err = call(nullptr, length);
+    if (err != GrbErrorSuccess)
+        return err;
+    std::vector<char> buffer(length + 1, '\0');
+    err = call(buffer.data(), length);
+    if (err == GrbErrorSuccess)
+        text.assign(buffer.data());
+    return err;
+}
+
+std::string ExtendedId(const GrbCPP::Camera& camera);
+
+template <class T>
+GrbErrorType GetFeature(const GrbCPP::FeatureContainer& container, const char* name, T& value)
+{
+    GrbCPP::FeaturePtr feature;
+    GrbErrorType err = container.GetFeatureByName(name, feature);
+    return err != GrbErrorSuccess ? err : feature->GetValue(value);
+}
+
+template <class T>
+GrbErrorType SetFeature(GrbCPP::FeatureContainer& container, const char* name, T value)
+{
+    GrbCPP::FeaturePtr feature;
+    GrbErrorType err = container.GetFeatureByName(name, feature);
+    return err != GrbErrorSuccess ? err : feature->SetValue(value);
+}
+
+// String value or current enumeration entry, in two calls.
+GrbErrorType GetFeatureText(const GrbCPP::FeatureContainer& container, const char* name, std::string& text);
+GrbErrorType RunCommand(GrbCPP::FeatureContainer& container, const char* name);
+
+GrbCPP::StreamPtr FirstStream(const GrbCPP::Camera& camera);
+
+// The deterministic bytes a test uploads.
+QByteArray Pattern(int size, int seed);
+
+} // namespace GrbTest
+
+#endif

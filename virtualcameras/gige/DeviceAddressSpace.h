@@ -1,0 +1,79 @@
+#ifndef VCAM_GIGE_DEVICEADDRESSSPACE_H
+#define VCAM_GIGE_DEVICEADDRESSSPACE_H
+
+#include "ControlChannel.h"
+#include "GvcpPeer.h"
+#include "RegisterMap.h"
+
+#include <sim/SimWorld.h>
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace vcam {
+
+// The camera as its GigE Vision address space shows it: device memory with the
+// bootstrap registers laid over it, the GenICam file, and one register per feature of
+// the device model. Every access is checked against the layout; what the model
+// refuses comes back as a GVCP status. Not locked: one thread serves the camera.
+class DeviceAddressSpace
+{
+public:
+    using Clock = std::chrono::steady_clock;
+
+    // camera: extended id, id or serial of the world's camera to serve; ownAddress in host order.
+    DeviceAddressSpace(std::shared_ptr<grb::sim::SimWorld> world, std::string camera, uint32_t ownAddress,
+                       ControlChannel& control);
+
+    // Lays out the registers and writes the GenICam file; false with the reason.
+    bool Build(std::string& error);
+    // Whether the device is on the bus (not gone for a reset or unplugged).
+    bool Present();
+
+    // GVCP statuses. A read fills count bytes of data.
+    uint16_t Read(const GvcpPeer& peer, uint32_t address, uint32_t count, uint8_t* data);
+    // written: bytes taken before a failure; completionMs: how long the operation the
+    // write started takes before it completes (0: at once).
+    uint16_t Write(const GvcpPeer& peer, uint32_t address, const uint8_t* data, uint32_t count, Clock::time_point now,
+                   uint32_t& written, uint32_t& completionMs);
+
+    // The first bootstrap bytes, which a discovery acknowledge carries to anyone asking.
+    std::vector<uint8_t> DiscoveryData();
+
+    const RegisterMap& Map() const { return *m_map; }
+    const std::string& Xml() const { return m_xml; }
+
+private:
+    bool _WithDevice(const std::function<void(grb::sim::SimDevice&)>& f);
+    void _ReadBootstrap(grb::sim::SimDevice& device, uint32_t address, uint32_t count, uint8_t* data);
+    uint16_t _WriteBootstrap(grb::sim::SimDevice& device, const GvcpPeer& peer, uint32_t address, const uint8_t* data,
+                             uint32_t count, Clock::time_point now);
+    uint16_t _ReadRegister(grb::sim::SimDevice& device, const RegisterMap::Register& r, uint32_t offset,
+                           uint32_t count, uint8_t* data);
+    uint16_t _WriteRegister(grb::sim::SimDevice& device, const RegisterMap::Register& r, uint32_t offset,
+                            const uint8_t* data, uint32_t count, uint32_t& completionMs);
+    std::vector<uint8_t> _BootstrapValue(grb::sim::SimDevice& device, uint32_t address, uint32_t size);
+
+    std::shared_ptr<grb::sim::SimWorld> m_world;
+    std::string m_camera;
+    std::string m_extendedId;
+    uint32_t m_ownAddress;
+    ControlChannel& m_control;
+    std::unique_ptr<RegisterMap> m_map;
+    std::string m_xml;
+    std::string m_url;
+    uint8_t m_mac[6] = {};
+    uint32_t m_configuration = 0;
+
+    bool m_open = false;
+    size_t m_index = 0;
+    uint64_t m_generation = 0;
+};
+
+} // namespace vcam
+
+#endif
