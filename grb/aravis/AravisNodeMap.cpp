@@ -144,8 +144,15 @@ GrbErrorType AravisNodeMap::Describe(const std::string& name, unsigned details, 
                 auto* number = ARV_GC_FLOAT(node);
                 d.floatMin = arv_gc_float_get_min(number, &error);
                 d.floatMax = error ? 0 : arv_gc_float_get_max(number, &error);
-                const double inc = error ? 0 : arv_gc_float_get_inc(number, &error);
-                // Aravis answers the smallest double for a float without an increment.
+                double inc = 0;
+                if (!error)
+                {
+                    inc = arv_gc_float_get_inc(number, &error);
+                    // A float without an increment: Aravis answers the smallest double for
+                    // some nodes and an error of the description for a plain Float node.
+                    if (error && error->domain == ARV_GC_ERROR)
+                        g_clear_error(&error);
+                }
                 d.hasFloatInc = std::isfinite(inc) && inc > G_MINDOUBLE;
                 d.floatInc = d.hasFloatInc ? inc : 0.0;
             }

@@ -216,8 +216,8 @@ GrbErrorType SimDevice::ReadMemory(uint64_t address, uint8_t* buffer, uint32_t s
 {
     if (!buffer || size == 0)
         return GrbErrorBadParameter;
-    if (address > kMemorySize || size > kMemorySize - address)
-        return GrbErrorInvalidValue;
+    if (GrbErrorType err = _CheckMemoryRange(address, size))
+        return err;
     std::memcpy(buffer, m_memory.data() + address, size);
     return GrbErrorSuccess;
 }
@@ -226,9 +226,22 @@ GrbErrorType SimDevice::WriteMemory(uint64_t address, const uint8_t* buffer, uin
 {
     if (!buffer || size == 0)
         return GrbErrorBadParameter;
+    if (GrbErrorType err = _CheckMemoryRange(address, size))
+        return err;
+    std::memcpy(m_memory.data() + address, buffer, size);
+    return GrbErrorSuccess;
+}
+
+GrbErrorType SimDevice::_CheckMemoryRange(uint64_t address, uint32_t size) const
+{
+    // As over the real transports: a range the transport cannot address at all (GigE
+    // Vision addresses are 32 bits wide) is a bad parameter, one the device does not map
+    // an invalid value.
+    const uint64_t space = m_config.transport == GrbTransportLayerGEV ? uint64_t(1) << 32 : ~uint64_t(0);
+    if (address > space - size)
+        return GrbErrorBadParameter;
     if (address > kMemorySize || size > kMemorySize - address)
         return GrbErrorInvalidValue;
-    std::memcpy(m_memory.data() + address, buffer, size);
     return GrbErrorSuccess;
 }
 

@@ -47,6 +47,7 @@ public:
     void UnplugAfterChunks(unsigned chunks);
 
 private:
+    GrbErrorType _CheckMemoryRange(uint64_t address, uint32_t size) const;
     void _AddStandardFeatures();
     void _AddFileAccessFeatures();
     void _AddStreams();

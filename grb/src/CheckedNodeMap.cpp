@@ -53,8 +53,9 @@ GrbErrorType CheckedNodeMap::Info(const std::string& name, FeatureInfo& info)
 {
     FeatureDescription d;
     const GrbErrorType err = m_map.Describe(name, FeatureDescription::Access, d);
+    // A command has no value to read, whatever access its register has.
     if (err == GrbErrorSuccess)
-        info = {d.type, d.readable, d.writable};
+        info = {d.type, d.readable && d.type != GrbFeatureDataCommand, d.writable};
     return err;
 }
 

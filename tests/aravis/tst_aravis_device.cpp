@@ -55,10 +55,6 @@ private slots:
     void recordsHaveEveryField_data();
     void recordsHaveEveryField();
     void registersInTheCamerasByteOrder();
-    void memoryAtOddAddressesAndSizes();
-    void featureWrites_data();
-    void featureWrites();
-    void featureDescriptions();
     void registerFeature();
     void commandsWaitForCompletion();
     void singleImage();
@@ -178,80 +174,6 @@ void TestAravisDevice::registersInTheCamerasByteOrder()
     QVariant height;
     QVERIFY(camera->cameraFeature->GetValue("Height", height));
     QCOMPARE(height.toLongLong(), 100LL);
-}
-
-void TestAravisDevice::memoryAtOddAddressesAndSizes()
-{
-    PXCamera* camera = _Open(*m_a);
-    QVERIFY(camera);
-    const QByteArray background(16, '\x11');
-    unsigned int size = 16;
-    QVERIFY(camera->Write(0x1400, background.constData(), &size));
-    const QByteArray data("\xA1\xA2\xA3\xA4\xA5", 5);
-    size = 5;
-    QVERIFY(camera->Write(0x1403, data.constData(), &size));
-    QByteArray read(16, '\0');
-    size = 16;
-    QVERIFY(camera->Read(0x1400, read.data(), &size));
-    QCOMPARE(read, QByteArray(3, '\x11') + data + QByteArray(8, '\x11'));
-}
-
-void TestAravisDevice::featureWrites_data()
-{
-    QTest::addColumn<QString>("feature");
-    QTest::addColumn<QVariant>("value");
-    QTest::addColumn<bool>("written");
-    QTest::newRow("integer") << "Width" << QVariant(128) << true;
-    QTest::newRow("integer off its increment") << "Width" << QVariant(129) << false;
-    QTest::newRow("float") << "Gain" << QVariant(3.5) << true;
-    QTest::newRow("enumeration by name") << "PixelFormat" << QVariant(QStringLiteral("Mono16")) << true;
-    QTest::newRow("unavailable entry") << "PixelFormat" << QVariant(QStringLiteral("RGB8")) << false;
-    QTest::newRow("enumeration by value") << "PixelFormat" << QVariant(17301505) << true;
-    QTest::newRow("boolean") << "ReverseX" << QVariant(true) << true;
-    QTest::newRow("string") << "DeviceUserID" << QVariant(QStringLiteral("Lab")) << true;
-    QTest::newRow("unknown feature") << "Missing" << QVariant(1) << false;
-}
-
-void TestAravisDevice::featureWrites()
-{
-    QFETCH(QString, feature);
-    QFETCH(QVariant, value);
-    QFETCH(bool, written);
-    PXCamera* camera = _Open(*m_a);
-    QVERIFY(camera);
-    const QByteArray name = feature.toLatin1();
-    QVariant before;
-    camera->cameraFeature->GetValue(name.constData(), before);
-    QCOMPARE(camera->cameraFeature->SetValue(name.constData(), value), written);
-    QVariant after;
-    const bool readable = camera->cameraFeature->GetValue(name.constData(), after);
-    QCOMPARE(readable, feature != "Missing");
-    if (!readable)
-        return;
-    if (!written)
-        QCOMPARE(after, before);
-    else if (value.type() == QVariant::Int && after.type() == QVariant::String)
-        QCOMPARE(after.toString(), QStringLiteral("Mono8")); // the entry of that value
-    else
-        QCOMPARE(after.toString(), value.toString());
-}
-
-void TestAravisDevice::featureDescriptions()
-{
-    PXCamera* camera = _Open(*m_a);
-    QVERIFY(camera);
-    QCOMPARE(camera->cameraFeature->GetSubFeatures("PixelFormat"), QStringList({"Mono8", "BayerRG8", "Mono16"}));
-    QVariant min, max, inc;
-    QVERIFY(camera->cameraFeature->GetFeatureRange("Width", min, max, inc));
-    QCOMPARE(min.toLongLong(), 16LL);
-    QCOMPARE(max.toLongLong(), 2048LL);
-    QCOMPARE(inc.toLongLong(), 16LL);
-    bool writable = true;
-    QVERIFY(camera->cameraFeature->IsWritable("OffsetX", writable));
-    QVERIFY(!writable);
-    bool exists = true;
-    QVERIFY(camera->cameraFeature->HasFeature("NoSuchFeature", exists));
-    QVERIFY(!exists);
 }
 
 void TestAravisDevice::registerFeature()

@@ -64,40 +64,6 @@ GrbErrorType writeMemory(GrbCPP::Camera& camera, uint64_t address, const QByteAr
     return camera.WriteMemory(address, data.constData(), static_cast<uint32_t>(data.size()), done);
 }
 
-// Reads the feature by its own type; commands count as unreadable.
-GrbErrorType readAny(const GrbCPP::FeatureContainer& container, const char* name)
-{
-    GrbCPP::FeaturePtr feature;
-    GrbFeatureDataType type = GrbFeatureDataUnknown;
-    GrbErrorType err = container.GetFeatureByName(name, feature);
-    if (err == GrbErrorSuccess)
-        err = feature->GetDataType(type);
-    if (err != GrbErrorSuccess)
-        return err;
-    int64_t i = 0;
-    double d = 0;
-    bool b = false;
-    std::string text;
-    unsigned char raw[64];
-    unsigned int length = sizeof raw;
-    switch (type)
-    {
-    case GrbFeatureDataInt:
-        return feature->GetValue(i);
-    case GrbFeatureDataFloat:
-        return feature->GetValue(d);
-    case GrbFeatureDataBool:
-        return feature->GetValue(b);
-    case GrbFeatureDataEnum:
-    case GrbFeatureDataString:
-        return GetFeatureText(container, name, text);
-    case GrbFeatureDataRaw:
-        return feature->GetValue(raw, length);
-    default:
-        return GrbErrorInvalidAccess;
-    }
-}
-
 std::vector<std::string> presentIds()
 {
     unsigned int count = 0;
@@ -131,18 +97,9 @@ private slots:
     void enumerationFillsEveryField_data();
     void enumerationFillsEveryField();
     void nameIsTheUserDefinedName();
-    void writes_data();
-    void writes();
-    void access_data();
-    void access();
-    void rangesAndIncrements();
-    void entriesInTheCamerasOrder();
     void commandIsDoneWhenItsValueChanges();
     void rawFeature_data();
     void rawFeature();
-    void memoryAtAnyAddressAndSize_data();
-    void memoryAtAnyAddressAndSize();
-    void memoryOutsideTheAddressSpace();
     void packetSizeAdjustment();
     void singleFrame();
     void readOnlySessionRefusesWrites();
@@ -277,156 +234,6 @@ void TestAravisSdk::nameIsTheUserDefinedName()
                               kPatienceMs);
 }
 
-void TestAravisSdk::writes_data()
-{
-    QTest::addColumn<QString>("feature");
-    QTest::addColumn<QString>("kind");
-    QTest::addColumn<QString>("value");
-    QTest::addColumn<int>("code");
-    // The register behind the feature: the value written when the write succeeds,
-    // untouched when it is refused.
-    QTest::addColumn<qlonglong>("address");
-    QTest::addColumn<qlonglong>("registerValue");
-
-    QTest::newRow("integer on its increment") << "Width" << "int" << "256" << 0 << 0x100LL << 256LL;
-    QTest::newRow("integer above the camera's maximum") << "Width" << "int" << "4096" << -11 << 0x100LL << 0LL;
-    QTest::newRow("integer off its increment") << "Width" << "int" << "250" << -11 << 0x100LL << 0LL;
-    QTest::newRow("read-only integer") << "SensorWidth" << "int" << "100" << -6 << 0x11cLL << 0LL;
-    QTest::newRow("locked integer") << "OffsetX" << "int" << "0" << -6 << 0x130LL << 0LL;
-    QTest::newRow("float on its increment") << "Gain" << "float" << "2.5" << 0 << 0x110LL << 25LL;
-    QTest::newRow("float off its increment") << "Gain" << "float" << "2.2" << -11 << 0x110LL << 0LL;
-    QTest::newRow("float above its maximum") << "Gain" << "float" << "10.5" << -11 << 0x110LL << 0LL;
-    QTest::newRow("float without increment") << "ExposureTime" << "float" << "1234" << 0 << 0x120LL << 1234LL;
-    QTest::newRow("float below its minimum") << "ExposureTime" << "float" << "5" << -11 << 0x120LL << 0LL;
-    QTest::newRow("enumeration entry") << "PixelFormat" << "text" << "Mono16" << 0 << 0x128LL << 17825799LL;
-    QTest::newRow("unavailable enumeration entry") << "PixelFormat" << "text" << "RGB8" << -11 << 0x128LL << 0LL;
-    QTest::newRow("unknown enumeration entry") << "PixelFormat" << "text" << "Mono12" << -11 << 0x128LL << 0LL;
-    QTest::newRow("enumeration entry by value") << "PixelFormat" << "int" << "17301513" << 0 << 0x128LL << 17301513LL;
-    QTest::newRow("unavailable entry by value") << "PixelFormat" << "int" << "35127316" << -11 << 0x128LL << 0LL;
-    QTest::newRow("boolean") << "ReverseX" << "bool" << "true" << 0 << 0x1f0LL << 1LL;
-    QTest::newRow("string") << "DeviceUserID" << "text" << "Left" << 0 << 0xe8LL << 0x4c656674LL;
-    QTest::newRow("string too long") << "DeviceUserID" << "text" << "Longer than sixteen" << -11 << 0xe8LL << 0LL;
-    QTest::newRow("read-only string") << "DeviceVendorName" << "text" << "Other" << -6 << 0x48LL << 0LL;
-    QTest::newRow("integer write to a float") << "ExposureTime" << "int" << "20" << -10 << 0x120LL << 0LL;
-    QTest::newRow("unknown feature") << "NoSuchFeature" << "int" << "1" << -3 << -1LL << 0LL;
-}
-
-void TestAravisSdk::writes()
-{
-    QFETCH(QString, feature);
-    QFETCH(QString, kind);
-    QFETCH(QString, value);
-    QFETCH(int, code);
-    QFETCH(qlonglong, address);
-    QFETCH(qlonglong, registerValue);
-
-    GrbCPP::CameraPtr camera = _Open(*m_a);
-    QVERIFY(camera);
-    const uint32_t before = address >= 0 ? readRegister(*camera, static_cast<uint64_t>(address)) : 0;
-    const QByteArray name = feature.toLatin1();
-    GrbErrorType err = GrbErrorInternalFault;
-    if (kind == "int")
-        err = SetFeature(*camera, name.constData(), int64_t(value.toLongLong()));
-    else if (kind == "float")
-        err = SetFeature(*camera, name.constData(), value.toDouble());
-    else if (kind == "bool")
-        err = SetFeature(*camera, name.constData(), value == "true");
-    else
-        err = SetFeature(*camera, name.constData(), value.toUtf8().constData());
-    QCOMPARE(err, code);
-    if (address < 0)
-        return;
-    const uint32_t after = readRegister(*camera, static_cast<uint64_t>(address));
-    QCOMPARE(after, code == GrbErrorSuccess ? uint32_t(registerValue) : before);
-}
-
-void TestAravisSdk::access_data()
-{
-    QTest::addColumn<QString>("feature");
-    QTest::addColumn<bool>("readable");
-    QTest::addColumn<bool>("writable");
-    QTest::newRow("read-write") << "Width" << true << true;
-    QTest::newRow("read-only register") << "SensorWidth" << true << false;
-    QTest::newRow("locked") << "OffsetX" << true << false;
-    QTest::newRow("write-only register") << "WriteOnlyValue" << false << true;
-    QTest::newRow("read-only string") << "DeviceVendorName" << true << false;
-    QTest::newRow("read-only raw") << "TestRawReadOnly" << true << false;
-    QTest::newRow("command") << "AcquisitionStart" << false << true;
-}
-
-void TestAravisSdk::access()
-{
-    QFETCH(QString, feature);
-    QFETCH(bool, readable);
-    QFETCH(bool, writable);
-    GrbCPP::CameraPtr camera = _Open(*m_a);
-    QVERIFY(camera);
-    GrbCPP::FeaturePtr f;
-    QCOMPARE(camera->GetFeatureByName(feature.toLatin1().constData(), f), GrbErrorSuccess);
-    bool canRead = !readable;
-    bool canWrite = !writable;
-    QCOMPARE(f->IsReadable(canRead), GrbErrorSuccess);
-    QCOMPARE(f->IsWritable(canWrite), GrbErrorSuccess);
-    QCOMPARE(canRead, readable);
-    QCOMPARE(canWrite, writable);
-    QCOMPARE(readAny(*camera, feature.toLatin1().constData()), readable ? GrbErrorSuccess : GrbErrorInvalidAccess);
-}
-
-void TestAravisSdk::rangesAndIncrements()
-{
-    GrbCPP::CameraPtr camera = _Open(*m_a);
-    QVERIFY(camera);
-    GrbCPP::FeaturePtr f;
-    int64_t min = 0, max = 0, inc = 0;
-    QCOMPARE(camera->GetFeatureByName("Width", f), GrbErrorSuccess);
-    QCOMPARE(f->GetRange(min, max), GrbErrorSuccess);
-    QCOMPARE(f->GetIncrement(inc), GrbErrorSuccess);
-    QCOMPARE(min, int64_t(16));
-    QCOMPARE(max, int64_t(2048)); // the sensor width, through pMax
-    QCOMPARE(inc, int64_t(16));
-
-    double fmin = 0, fmax = 0, finc = 0;
-    QCOMPARE(camera->GetFeatureByName("Gain", f), GrbErrorSuccess);
-    QCOMPARE(f->GetRange(fmin, fmax), GrbErrorSuccess);
-    QCOMPARE(f->GetIncrement(finc), GrbErrorSuccess);
-    QCOMPARE(fmin, 0.0);
-    QCOMPARE(fmax, 10.0);
-    QCOMPARE(finc, 0.5);
-
-    QCOMPARE(camera->GetFeatureByName("ExposureTime", f), GrbErrorSuccess);
-    QCOMPARE(f->GetRange(fmin, fmax), GrbErrorSuccess);
-    QCOMPARE(fmax, 1000000.0);
-    QCOMPARE(f->GetIncrement(finc), GrbErrorNotSupported);
-}
-
-void TestAravisSdk::entriesInTheCamerasOrder()
-{
-    GrbCPP::CameraPtr camera = _Open(*m_a);
-    QVERIFY(camera);
-    GrbCPP::FeaturePtr f;
-    QCOMPARE(camera->GetFeatureByName("PixelFormat", f), GrbErrorSuccess);
-    std::vector<GrbCPP::EnumEntry> entries;
-    QCOMPARE(f->GetEntries(entries), GrbErrorSuccess);
-    QStringList names;
-    QList<qlonglong> values;
-    for (const auto& entry : entries)
-    {
-        std::string name;
-        int64_t value = 0;
-        entry.GetName(name);
-        entry.GetValue(value);
-        names << QString::fromStdString(name);
-        values << value;
-    }
-    QCOMPARE(names, QStringList({"Mono8", "BayerRG8", "RGB8", "Mono16"}));
-    QCOMPARE(values, QList<qlonglong>({17301505, 17301513, 35127316, 17825799}));
-    bool available = true;
-    QCOMPARE(f->IsValueAvailable("RGB8", available), GrbErrorSuccess);
-    QVERIFY(!available);
-    QCOMPARE(f->IsValueAvailable("Mono16", available), GrbErrorSuccess);
-    QVERIFY(available);
-}
-
 void TestAravisSdk::commandIsDoneWhenItsValueChanges()
 {
     GrbCPP::CameraPtr camera = _Open(*m_a);
@@ -489,49 +296,6 @@ void TestAravisSdk::rawFeature()
     GrbCPP::FeaturePtr readOnly;
     QCOMPARE(camera->GetFeatureByName("TestRawReadOnly", readOnly), GrbErrorSuccess);
     QCOMPARE(readOnly->SetValue(reinterpret_cast<const unsigned char*>(data.constData()), 1), GrbErrorInvalidAccess);
-}
-
-void TestAravisSdk::memoryAtAnyAddressAndSize_data()
-{
-    QTest::addColumn<int>("offset");
-    QTest::addColumn<int>("size");
-    QTest::newRow("aligned word") << 0 << 4;
-    QTest::newRow("one byte inside a word") << 1 << 1;
-    QTest::newRow("three bytes, unaligned") << 1 << 3;
-    QTest::newRow("across a word edge") << 3 << 2;
-    QTest::newRow("odd size over several words") << 2 << 11;
-    QTest::newRow("more than one packet, unaligned") << 1 << 1031;
-    QTest::newRow("aligned start, odd end") << 8 << 513;
-}
-
-void TestAravisSdk::memoryAtAnyAddressAndSize()
-{
-    QFETCH(int, offset);
-    QFETCH(int, size);
-    GrbCPP::CameraPtr camera = _Open(*m_a);
-    QVERIFY(camera);
-    const int span = 1100;
-    const QByteArray background = Pattern(span, 1);
-    QCOMPARE(writeMemory(*camera, kScratch, background), GrbErrorSuccess);
-
-    const QByteArray data = Pattern(size, 2);
-    QCOMPARE(writeMemory(*camera, kScratch + uint64_t(offset), data), GrbErrorSuccess);
-    QCOMPARE(readMemory(*camera, kScratch + uint64_t(offset), size), data);
-    // Nothing around the written bytes moved.
-    QByteArray expected = background;
-    expected.replace(offset, size, data);
-    QCOMPARE(readMemory(*camera, kScratch, span), expected);
-}
-
-void TestAravisSdk::memoryOutsideTheAddressSpace()
-{
-    GrbCPP::CameraPtr camera = _Open(*m_a);
-    QVERIFY(camera);
-    uint8_t bytes[4] = {};
-    uint32_t done = 7;
-    QCOMPARE(camera->ReadMemory(0xFFFFFFFEull, bytes, 4, done), GrbErrorBadParameter);
-    QCOMPARE(done, 0u);
-    QCOMPARE(camera->WriteMemory(0x100000000ull, bytes, 4, done), GrbErrorBadParameter);
 }
 
 void TestAravisSdk::packetSizeAdjustment()
