@@ -154,13 +154,21 @@ GrbErrorType Core::_Session(GrbHandle camera, std::shared_ptr<DeviceSession>& se
 {
     std::lock_guard<std::mutex> lock(m_mutex);
     GrbErrorType err = GrbErrorSuccess;
-    HandleEntry* entry = _Camera(camera, err);
-    if (!entry)
-        return err;
-    if (!entry->session)
-        return GrbErrorDeviceNotOpen;
-    session = entry->session;
-    return GrbErrorSuccess;
+    HandleEntry* entry = _OpenCamera(camera, err);
+    if (entry)
+        session = entry->session;
+    return err;
+}
+
+HandleEntry* Core::_OpenCamera(GrbHandle handle, GrbErrorType& err)
+{
+    HandleEntry* entry = _Camera(handle, err);
+    if (entry && !entry->session)
+    {
+        err = GrbErrorDeviceNotOpen;
+        return nullptr;
+    }
+    return entry;
 }
 
 const DeviceRecord* Core::_LinkedRecord(GrbHandle handle, HandleKind kind, GrbErrorType& err)
@@ -303,11 +311,9 @@ GrbErrorType Core::CloseCamera(GrbHandle camera)
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         GrbErrorType err = GrbErrorSuccess;
-        HandleEntry* entry = _Camera(camera, err);
+        HandleEntry* entry = _OpenCamera(camera, err);
         if (!entry)
             return err;
-        if (!entry->session)
-            return GrbErrorDeviceNotOpen;
         session = std::move(entry->session);
         present = entry->present;
     }
@@ -391,11 +397,9 @@ GrbErrorType Core::CameraStreams(GrbHandle camera, std::vector<GrbHandle>& strea
 {
     std::lock_guard<std::mutex> lock(m_mutex);
     GrbErrorType err = GrbErrorSuccess;
-    HandleEntry* entry = _Camera(camera, err);
+    HandleEntry* entry = _OpenCamera(camera, err);
     if (!entry)
         return err;
-    if (!entry->session)
-        return GrbErrorDeviceNotOpen;
     const uint32_t count = entry->session->StreamCount();
     while (entry->streams.size() < count)
     {

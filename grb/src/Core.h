@@ -61,6 +61,8 @@ public:
 private:
     Core();
     HandleEntry* _Camera(GrbHandle handle, GrbErrorType& err);
+    // The camera's entry only while it is open; both with the lock held.
+    HandleEntry* _OpenCamera(GrbHandle handle, GrbErrorType& err);
     // The open session of a camera, shared so it outlives a close meanwhile.
     GrbErrorType _Session(GrbHandle camera, std::shared_ptr<DeviceSession>& session);
     // The record behind an interface or transport layer handle.
