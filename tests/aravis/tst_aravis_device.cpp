@@ -30,11 +30,6 @@ CameraInfoMap lastRecordOf(const QSignalSpy& spy, const QString& extendedId)
     return {};
 }
 
-std::vector<unsigned char> bytes(const QByteArray& data)
-{
-    return std::vector<unsigned char>(data.begin(), data.end());
-}
-
 } // namespace
 
 class TestAravisDevice : public QObject
@@ -55,8 +50,6 @@ private slots:
     void recordsHaveEveryField_data();
     void recordsHaveEveryField();
     void registersInTheCamerasByteOrder();
-    void registerFeature();
-    void commandsWaitForCompletion();
     void singleImage();
     void heldCameraIsGreyedOutAndRefused();
     void hotPlugSignals();
@@ -174,28 +167,6 @@ void TestAravisDevice::registersInTheCamerasByteOrder()
     QVariant height;
     QVERIFY(camera->cameraFeature->GetValue("Height", height));
     QCOMPARE(height.toLongLong(), 100LL);
-}
-
-void TestAravisDevice::registerFeature()
-{
-    PXCamera* camera = _Open(*m_a);
-    QVERIFY(camera);
-    const QByteArray data("Thirty-seven bytes of register, odd.!", 37);
-    QVERIFY(camera->cameraFeature->SetRegisterValue("TestRaw", bytes(data), 37));
-    std::vector<unsigned char> read;
-    QVERIFY(camera->cameraFeature->GetRegisterValue("TestRaw", read, 1));
-    QCOMPARE(read, bytes(data));
-    QVERIFY(!camera->cameraFeature->SetRegisterValue("TestRawReadOnly", bytes("abc"), 3));
-}
-
-void TestAravisDevice::commandsWaitForCompletion()
-{
-    PXCamera* camera = _Open(*m_a);
-    QVERIFY(camera);
-    QVERIFY(camera->cameraFeature->SetCommand("AcquisitionStop", 2000));
-    QVERIFY(camera->cameraFeature->SetCommand("TestCommand", 0));
-    // The fake camera never clears the register: not done after one more query.
-    QVERIFY(!camera->cameraFeature->SetCommand("TestCommand", 1));
 }
 
 void TestAravisDevice::singleImage()
