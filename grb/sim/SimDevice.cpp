@@ -97,12 +97,9 @@ void SimDevice::_AddStandardFeatures()
     f.AddString("DeviceManufacturerInfo", m_config.firmware).writable = false;
     f.AddString("DeviceSerialNumber", m_config.serial).writable = false;
     f.AddString("DeviceUserID", m_config.name, 16);
+    f.AddString("DeviceFirmwareVersion", m_config.firmware).writable = false;
     f.AddFloat("DeviceTemperature", 41.5, -40.0, 125.0).writable = false;
-    f.AddInt("Width", 1024, 16, 4096, 16);
-    f.AddInt("Height", 768, 8, 3072, 2);
-    f.AddEnum("PixelFormat",
-              {{"Mono8", 0x01080001, true}, {"Mono12", 0x01100005, true}, {"RGB8", 0x02180014, false}},
-              0x01080001);
+    m_acquisition.AddFeatures(f);
     f.AddFloat("ExposureTime", 5000.0, 10.0, 1000000.0);
     f.AddFloat("Gain", 0.0, 0.0, 24.0, 0.1);
     f.AddBool("ReverseX", false);
@@ -253,6 +250,7 @@ void SimDevice::CompleteReset()
     m_firmwareImage.clear();
     m_fileOpen = false;
     m_unplugAfterChunks = 0;
+    m_acquisition.Reset();
     m_features = SimNodeMap();
     _AddStandardFeatures();
     _AddFileAccessFeatures();

@@ -1,6 +1,7 @@
 #ifndef GRB_SIM_SIMDEVICE_H
 #define GRB_SIM_SIMDEVICE_H
 
+#include "SimAcquisition.h"
 #include "SimCameraConfig.h"
 #include "SimDeviceEvents.h"
 #include "SimFileSystem.h"
@@ -13,8 +14,8 @@
 
 namespace grb::sim {
 
-// The state and rules of one simulated camera: features, device memory, streams and
-// the file storage behind the File Access Control features. Not locked: its owner
+// The state and rules of one simulated camera: features, device memory, streams, the
+// image acquisition and the file storage behind the File Access Control features. Not locked: its owner
 // serialises calls.
 class SimDevice
 {
@@ -34,6 +35,7 @@ public:
     SimNodeMap& Features() { return m_features; }
     std::vector<SimNodeMap>& Streams() { return m_streams; }
     SimFileSystem& Files() { return m_files; }
+    SimAcquisition& Acquisition() { return m_acquisition; }
     std::string Firmware() const;
 
     GrbErrorType ReadMemory(uint64_t address, uint8_t* buffer, uint32_t size);
@@ -67,6 +69,7 @@ private:
     SimNodeMap m_features;
     std::vector<SimNodeMap> m_streams;
     SimFileSystem m_files;
+    SimAcquisition m_acquisition;
     std::vector<uint8_t> m_memory;
 
     bool m_fileOpen = false;

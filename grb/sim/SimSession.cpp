@@ -62,15 +62,10 @@ GrbErrorType SimSession::AcquireSingleFrame(uint32_t timeoutMs, FrameData& frame
 {
     (void)timeoutMs; // a simulated frame is ready at once
     return m_world->Call(m_index, m_generation, [&](SimDevice& device) -> GrbErrorType {
-        int64_t width = 0;
-        int64_t height = 0;
-        device.Features().GetInt("Width", width);
-        device.Features().GetInt("Height", height);
-        frame.width = static_cast<uint32_t>(width);
-        frame.height = static_cast<uint32_t>(height);
-        frame.buffer.resize(static_cast<size_t>(width * height));
-        for (size_t i = 0; i < frame.buffer.size(); ++i)
-            frame.buffer[i] = static_cast<uint8_t>(i % static_cast<size_t>(width) + i / static_cast<size_t>(width));
+        SimFrame image = device.Acquisition().Snapshot();
+        frame.width = image.width;
+        frame.height = image.height;
+        frame.buffer = std::move(image.data);
         frame.status = GrbFrameStatusComplete;
         return GrbErrorSuccess;
     });

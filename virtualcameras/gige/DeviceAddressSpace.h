@@ -3,9 +3,8 @@
 
 #include "ControlChannel.h"
 #include "GvcpPeer.h"
-#include "RegisterMap.h"
 
-#include <sim/SimWorld.h>
+#include <VirtualDevice.h>
 
 #include <chrono>
 #include <cstdint>
@@ -17,9 +16,9 @@
 namespace vcam {
 
 // The camera as its GigE Vision address space shows it: device memory with the
-// bootstrap registers laid over it, the GenICam file, and one register per feature of
-// the device model. Every access is checked against the layout; what the model
-// refuses comes back as a GVCP status. Not locked: one thread serves the camera.
+// bootstrap registers laid over it, then the virtual device's GenICam file and feature
+// registers. Every access is checked against the layout and the control channel; what
+// the model refuses comes back as a GVCP status. Not locked: one thread serves the camera.
 class DeviceAddressSpace
 {
 public:
@@ -44,34 +43,21 @@ public:
     // The first bootstrap bytes, which a discovery acknowledge carries to anyone asking.
     std::vector<uint8_t> DiscoveryData();
 
-    const RegisterMap& Map() const { return *m_map; }
-    const std::string& Xml() const { return m_xml; }
+    const RegisterMap& Map() const { return m_device.Map(); }
+    const std::string& Xml() const { return m_device.Xml(); }
 
 private:
-    bool _WithDevice(const std::function<void(grb::sim::SimDevice&)>& f);
     void _ReadBootstrap(grb::sim::SimDevice& device, uint32_t address, uint32_t count, uint8_t* data);
     uint16_t _WriteBootstrap(grb::sim::SimDevice& device, const GvcpPeer& peer, uint32_t address, const uint8_t* data,
                              uint32_t count, Clock::time_point now);
-    uint16_t _ReadRegister(grb::sim::SimDevice& device, const RegisterMap::Register& r, uint32_t offset,
-                           uint32_t count, uint8_t* data);
-    uint16_t _WriteRegister(grb::sim::SimDevice& device, const RegisterMap::Register& r, uint32_t offset,
-                            const uint8_t* data, uint32_t count, uint32_t& completionMs);
     std::vector<uint8_t> _BootstrapValue(grb::sim::SimDevice& device, uint32_t address, uint32_t size);
 
-    std::shared_ptr<grb::sim::SimWorld> m_world;
-    std::string m_camera;
-    std::string m_extendedId;
+    VirtualDevice m_device;
     uint32_t m_ownAddress;
     ControlChannel& m_control;
-    std::unique_ptr<RegisterMap> m_map;
-    std::string m_xml;
-    std::string m_url;
+    bool m_built = false;
     uint8_t m_mac[6] = {};
     uint32_t m_configuration = 0;
-
-    bool m_open = false;
-    size_t m_index = 0;
-    uint64_t m_generation = 0;
 };
 
 } // namespace vcam

@@ -1,5 +1,5 @@
-#ifndef VCAM_GIGE_REGISTERMAP_H
-#define VCAM_GIGE_REGISTERMAP_H
+#ifndef VCAM_DEVICE_REGISTERMAP_H
+#define VCAM_DEVICE_REGISTERMAP_H
 
 #include <sim/SimFeature.h>
 
@@ -9,13 +9,14 @@
 
 namespace vcam {
 
-// Where each feature of the device model lies in the camera's GigE Vision address
-// space. Registers follow one another in the model's feature order, each on a word
-// boundary, so the layout stays the same across resets (the model is rebuilt then).
+// Where each feature of the device model lies in the camera's address space, the same
+// for every transport. Registers follow one another in the model's feature order, each
+// on a word boundary, so the layout stays the same across resets (the model is rebuilt
+// then). The whole layout fits 32 bits, as GigE Vision addresses.
 class RegisterMap
 {
 public:
-    // Device memory with the bootstrap registers, then the GenICam file, then features.
+    // Device memory with the transport's bootstrap registers, then the GenICam file, then features.
     static constexpr uint32_t kMemoryEnd = 0x00010000;
     static constexpr uint32_t kXmlAddress = 0x00080000;
     static constexpr uint32_t kXmlLimit = 0x00080000;

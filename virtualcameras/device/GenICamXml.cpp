@@ -58,8 +58,9 @@ size_t utf8Sequence(const std::string& text, size_t i)
 class Writer
 {
 public:
-    Writer(const RegisterMap& map, const std::vector<const SimFeature*>& features)
+    Writer(const RegisterMap& map, const std::vector<const SimFeature*>& features, ByteOrder order)
         : m_map(map)
+        , m_endianess(order == ByteOrder::Big ? "BigEndian" : "LittleEndian")
     {
         std::set<std::string> taken{kPort, kZero};
         for (const SimFeature* f : features)
@@ -79,7 +80,7 @@ public:
         }
     }
 
-    std::string Write(const grb::sim::SimCameraConfig& camera)
+    std::string Write(const grb::sim::SimCameraConfig& camera, const GenICamXml::TransportNodes& transport)
     {
         m_out << "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
               << "<RegisterDescription ModelName=\"" << GenICamXml::Escape(camera.model) << "\" VendorName=\""
@@ -94,9 +95,12 @@ public:
         m_out << "<Category Name=\"Root\" NameSpace=\"Standard\">\n";
         for (const auto& r : m_map.Registers())
             m_out << "  <pFeature>" << GenICamXml::Escape(r.feature) << "</pFeature>\n";
+        for (const auto& name : transport.features)
+            m_out << "  <pFeature>" << GenICamXml::Escape(name) << "</pFeature>\n";
         m_out << "</Category>\n";
         for (const auto& r : m_map.Registers())
             _Feature(r, *m_features.at(r.feature));
+        m_out << transport.nodes;
         m_out << "<Integer Name=\"" << kZero << "\"><Value>0</Value></Integer>\n"
               << "<Port Name=\"" << kPort << "\" NameSpace=\"Standard\"></Port>\n"
               << "</RegisterDescription>\n";
@@ -121,7 +125,7 @@ private:
             if (f.hasFloatInc)
                 m_out << "  <Inc>" << number(f.floatInc) << "</Inc>\n";
             m_out << "</Float>\n";
-            _Register("FloatReg", r, reg, "  <Endianess>BigEndian</Endianess>\n");
+            _Register("FloatReg", r, reg, "  <Endianess>" + m_endianess + "</Endianess>\n");
             break;
         case GrbFeatureDataBool:
             m_out << "<Boolean Name=\"" << name << "\">\n  <pValue>" << reg
@@ -163,7 +167,7 @@ private:
     {
         _Register("IntReg", r, reg,
                   std::string("  <Sign>") + (sign ? "Signed" : "Unsigned") +
-                      "</Sign>\n  <Endianess>BigEndian</Endianess>\n");
+                      "</Sign>\n  <Endianess>" + m_endianess + "</Endianess>\n");
     }
 
     // pLength: the register whose value is this one's length, as for a buffer that is as
@@ -181,6 +185,7 @@ private:
     }
 
     const RegisterMap& m_map;
+    const std::string m_endianess;
     bool m_bufferFollowsLength = false;
     std::map<std::string, const SimFeature*> m_features;
     std::map<std::string, std::string> m_registerNames;
@@ -190,9 +195,10 @@ private:
 } // namespace
 
 std::string GenICamXml::Generate(const grb::sim::SimCameraConfig& camera, const RegisterMap& map,
-                                 const std::vector<const SimFeature*>& features)
+                                 const std::vector<const SimFeature*>& features, ByteOrder order,
+                                 const TransportNodes& transport)
 {
-    return Writer(map, features).Write(camera);
+    return Writer(map, features, order).Write(camera, transport);
 }
 
 std::string GenICamXml::Escape(const std::string& text)
