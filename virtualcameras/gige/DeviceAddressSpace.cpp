@@ -83,9 +83,8 @@ std::string textOf(SimDevice& device, const char* feature)
 
 void putText(std::vector<uint8_t>& field, const std::string& text)
 {
-    // Room is left for the terminating zero.
-    const size_t n = std::min(text.size(), field.size() - 1);
-    std::memcpy(field.data(), text.data(), n);
+    // A text that fills its field has no terminating zero.
+    std::memcpy(field.data(), text.data(), std::min(text.size(), field.size()));
 }
 
 } // namespace
@@ -155,6 +154,8 @@ std::vector<uint8_t> DeviceAddressSpace::_BootstrapValue(SimDevice& device, uint
         putText(value, textOf(device, "DeviceModelName"));
         return value;
     case gvcp::kDeviceVersion:
+        putText(value, textOf(device, "DeviceFirmwareVersion"));
+        return value;
     case gvcp::kManufacturerInfo:
         putText(value, textOf(device, "DeviceManufacturerInfo"));
         return value;

@@ -254,8 +254,10 @@ void TestGvcpHandler::registersShowTheModel()
     Ack ack = _Send(readMemory(gvcp::kSerialNumber, 16));
     QCOMPARE(ack.status, 0);
     QCOMPARE(ack.payload.mid(4), QByteArray("VC1").leftJustified(16, '\0'));
+    _SetText("DeviceUserID", "Sixteen chars ok");
     ack = _Send(message(gvcp::kDiscovery, {}));
     QCOMPARE(ack.payload.size(), int(gvcp::kDiscoveryAckSize));
+    QCOMPARE(ack.payload.mid(gvcp::kUserDefinedName, 16), QByteArray("Sixteen chars ok")); // no room for a zero
     QCOMPARE(ack.payload.mid(gvcp::kModelName, 8), QByteArray("Virtual\0", 8));
     QCOMPARE(ack.payload.mid(gvcp::kCurrentAddress, 4), be32(0x7F000002));
 
