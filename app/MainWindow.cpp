@@ -3,8 +3,8 @@
 #include "assistant/PXCFileAccess.h"
 #include "device/PXCamera.h"
 
+#include <QAction>
 #include <QDockWidget>
-#include <QEvent>
 #include <QIcon>
 #include <QMenu>
 
@@ -24,6 +24,9 @@ MainWindow::MainWindow(QWidget* parent)
     m_fileAccessDock->setAllowedAreas(Qt::BottomDockWidgetArea);
     m_fileAccessDock->setFloating(false);
     addDockWidget(Qt::BottomDockWidgetArea, m_fileAccessDock);
+    // Qt disables a dock's toggle action along with its close button; the menu entry
+    // still shows and hides the assistant.
+    m_fileAccessDock->toggleViewAction()->setEnabled(true);
     m_viewMenu->addAction(m_fileAccessDock->toggleViewAction());
     m_fileAccessDock->hide();
 
@@ -42,17 +45,6 @@ MainWindow::~MainWindow()
     // down: a transfer still running ends, and the camera is released, while the SDK
     // is up.
     delete m_fileAccessDock;
-}
-
-bool MainWindow::event(QEvent* event)
-{
-    const bool handled = BasicMainWindow::event(event);
-    // The shell's fixed minimum size keeps Qt from growing the window when its docks
-    // need more room, as the log view and the assistant with its progress bar do
-    // together; the window grows here instead, so nothing is cut off at the bottom.
-    if (event->type() == QEvent::LayoutRequest && !(windowState() & (Qt::WindowMaximized | Qt::WindowFullScreen)))
-        resize(size().expandedTo(minimumSizeHint()));
-    return handled;
 }
 
 void MainWindow::onInitAssistant(PXCamera* cam)

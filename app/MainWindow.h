@@ -21,9 +21,6 @@ public slots:
     void onInitAssistant(PXCamera* cam);
     void onResetAssistant();
 
-protected:
-    bool event(QEvent* event) override;
-
 private:
     PXCFileAccess* m_fileAccess = nullptr;
     QDockWidget* m_fileAccessDock = nullptr;
