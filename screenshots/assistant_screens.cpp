@@ -7,8 +7,10 @@
 // assistant-transfer-with-log.png (the same download with the log view open),
 // assistant-firmware-running.png and assistant-firmware-refused.png (an image the
 // camera refuses at its end). Not a test; run it under xvfb-run or any display.
+// An argument sets the font size in points, for the look on a desktop with larger
+// fonts than Qt's own default.
 //
-//   assistant_screens
+//   assistant_screens [POINTS]
 
 #include "DialogScript.h"
 
@@ -92,6 +94,8 @@ int main(int argc, char* argv[])
     QStandardPaths::setTestModeEnabled(true);
     QApplication::setStyle(QStyleFactory::create("fusion"));
     QApplication app(argc, argv);
+    if (argc > 1)
+        QApplication::setFont(QFont(QApplication::font().family(), QString(argv[1]).toInt()));
     QApplication::setApplicationName("Zorvan Pellix File Access Assistant");
     QApplication::setApplicationVersion("1.0.0.2142e15");
     QTemporaryDir downloads;

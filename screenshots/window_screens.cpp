@@ -11,8 +11,10 @@
 //   few times), return-key.png (Return pressed on the selected camera).
 // Menus are separate windows, so those pictures are taken of the screen. Not a test;
 // run it under xvfb-run or any display.
+// An argument sets the font size in points, for the look on a desktop with larger
+// fonts than Qt's own default.
 //
-//   window_screens
+//   window_screens [POINTS]
 
 #include "app/MainWindow.h"
 #include "discovery/CameraDiscoveryWidget.h"
@@ -132,6 +134,8 @@ int main(int argc, char* argv[])
         qputenv("GRB_SIMULATOR", "demo");
     QApplication::setStyle(QStyleFactory::create("fusion"));
     QApplication app(argc, argv);
+    if (argc > 1)
+        QApplication::setFont(QFont(QApplication::font().family(), QString(argv[1]).toInt()));
     QApplication::setApplicationName("Zorvan Pellix File Access Assistant");
     QApplication::setApplicationVersion("1.0.0.2142e15");
 
