@@ -38,8 +38,8 @@ BasicMainWindow::BasicMainWindow(QWidget* parent)
     , listLog(new QListWidget(this))
 {
     listLog->setObjectName("listLog");
-    // Long lines wrap rather than scroll sideways; the log may give up room down to two
-    // lines, so that the assistant with its progress bar fits a window of the minimum size.
+    // Long lines wrap rather than scroll sideways; the log gives up room down to two
+    // lines, for the docks below it in a window of the minimum size.
     listLog->setWordWrap(true);
     listLog->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     listLog->setMinimumHeight(listLog->fontMetrics().height() * 5 / 2);

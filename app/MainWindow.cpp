@@ -74,7 +74,7 @@ void MainWindow::_fitAssistantHeight()
     // room first, as far as the window has it beside the menu bar and the log view at
     // its least; only beyond that does the panel scroll.
     int room = height() - menuBar()->height();
-    if (m_logViewDock->isVisible())
+    if (m_logViewDock->isVisible() && !m_logViewDock->isFloating())
         room -= m_logViewDock->minimumSizeHint().height() + style()->pixelMetric(QStyle::PM_DockWidgetSeparatorExtent);
     m_fileAccessScroll->setMinimumHeight(std::max(0, std::min(m_fileAccess->minimumSizeHint().height(), room)));
 }
