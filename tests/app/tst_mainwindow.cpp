@@ -337,12 +337,15 @@ private slots:
         auto inside = [&](QWidget* widget) {
             return QRect(QPoint(), size).contains(QRect(widget->mapTo(m_window.get(), QPoint()), widget->size()));
         };
+        auto newestShown = [&] {
+            return dock("dockLogView")->isHidden() || log()->count() == 0 ||
+                   log()->viewport()->rect().contains(log()->visualItemRect(log()->item(log()->count() - 1)));
+        };
+        // Once the layout has settled.
         auto check = [&](const char* step) {
-            QTest::qWait(50);
+            QTRY_VERIFY2(!dock("dockFileAccess")->isVisible() || inside(dock("dockFileAccess")), step);
+            QTRY_VERIFY2(newestShown(), step);
             QVERIFY2(m_window->size() == size && m_window->sizeHint() == size, step);
-            QVERIFY2(!dock("dockFileAccess")->isVisible() || inside(dock("dockFileAccess")), step);
-            if (dock("dockLogView")->isVisible() && log()->count() > 0)
-                QVERIFY2(log()->viewport()->rect().contains(log()->visualItemRect(log()->item(log()->count() - 1))), step);
         };
         menuAction("Log View")->trigger();
         for (int round = 0; round < 4; ++round)
@@ -366,7 +369,7 @@ private slots:
         auto* bar = panel<QProgressBar>("fileAccessProgressBar");
         QTRY_VERIFY(bar->isVisible());
         check("transfer");
-        QCOMPARE(inside(bar), points == 9);
+        QTRY_COMPARE(inside(bar), points == 9);
         waitIdle();
         check("transfer done");
     }
