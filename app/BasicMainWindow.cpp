@@ -11,6 +11,7 @@
 #include <QListWidget>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QScrollBar>
 #include <QStringList>
 
 namespace {
@@ -37,6 +38,11 @@ BasicMainWindow::BasicMainWindow(QWidget* parent)
     , listLog(new QListWidget(this))
 {
     listLog->setObjectName("listLog");
+    // Long lines wrap rather than scroll sideways; the log gives up room down to two
+    // lines, for the docks below it in a window of the minimum size.
+    listLog->setWordWrap(true);
+    listLog->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    listLog->setMinimumHeight(listLog->fontMetrics().height() * 5 / 2);
 
     Q_INIT_RESOURCE(resources);
     setWindowIcon(QIcon(":/Images/res/Zorvan.ico"));
@@ -90,6 +96,20 @@ BasicMainWindow::BasicMainWindow(QWidget* parent)
     toggleDock(this, actionLogView, m_logViewDock);
     m_viewMenu->addAction(actionLogView);
     connect(m_logViewDock, &QDockWidget::visibilityChanged, actionLogView, &QAction::setChecked);
+    connect(actionLogView, &QAction::triggered, this, [this](bool checked) {
+        if (checked)
+            _giveLogViewItsShare();
+    });
+
+    // The newest line stays in view when the list is resized, hidden and shown again, or
+    // gets new lines, unless the user has scrolled up to older ones.
+    QScrollBar* logScroll = listLog->verticalScrollBar();
+    connect(logScroll, &QScrollBar::rangeChanged, this, [this, logScroll](int, int maximum) {
+        if (m_logShowsNewest)
+            logScroll->setValue(maximum);
+    });
+    connect(logScroll, &QScrollBar::valueChanged, this,
+            [this, logScroll](int value) { m_logShowsNewest = value == logScroll->maximum(); });
 
     setMinimumSize(600, 600);
 }
@@ -98,6 +118,13 @@ BasicMainWindow::~BasicMainWindow()
 {
     // The manager goes first; the camera list panel, a child, then shuts the SDK down.
     m_cameraManager.reset();
+}
+
+QSize BasicMainWindow::sizeHint() const
+{
+    // Once shown, the window is as large as the user made it: adjustSize() after a dock
+    // is shown or hidden keeps that size, and the docks share it.
+    return isVisible() ? size() : QMainWindow::sizeHint();
 }
 
 void BasicMainWindow::setDefaultWindowTitle(const QString& title)
@@ -129,10 +156,12 @@ void BasicMainWindow::OnLogMessage(const QString& message, LogType type)
     item->setForeground(brush);
     listLog->addItem(item);
     listLog->scrollToItem(item);
+    m_logShowsNewest = true;
     if (type == Error)
     {
         m_logViewDock->setVisible(true);
         adjustSize();
+        _giveLogViewItsShare();
     }
 }
 
@@ -188,6 +217,25 @@ void BasicMainWindow::OnCameraDisconnected(const QString& cameraExtId, const QSt
         OnLogMessage(tr("Camera disconnected: %1 (%2)").arg(cameraId, cameraExtId), Info);
     }
     unsetCursor();
+}
+
+void BasicMainWindow::_giveLogViewItsShare()
+{
+    // At least a quarter of the window, as far as the docks below can spare it: a
+    // transfer's progress bar may have taken the room, and not given it back. Without
+    // a central widget the window's height is shared out among the docks, so those
+    // below are given the rest.
+    if (m_logViewDock->height() >= height() / 4)
+        return;
+    QList<QDockWidget*> docks{m_logViewDock};
+    QList<int> heights{height() / 4};
+    for (QDockWidget* dock : findChildren<QDockWidget*>())
+        if (dock->isVisible() && dockWidgetArea(dock) == Qt::BottomDockWidgetArea)
+        {
+            docks << dock;
+            heights << height() - heights.first();
+        }
+    resizeDocks(docks, heights, Qt::Vertical);
 }
 
 void BasicMainWindow::_showAbout()

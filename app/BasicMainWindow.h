@@ -27,6 +27,7 @@ public:
     explicit BasicMainWindow(QWidget* parent = nullptr);
     ~BasicMainWindow() override;
 
+    QSize sizeHint() const override;
     void setDefaultWindowTitle(const QString& title);
 
 signals:
@@ -60,7 +61,11 @@ protected:
     QString m_openCameraId;
 
 private:
+    void _giveLogViewItsShare();
     void _showAbout();
+
+    // Whether the log list is scrolled to its newest line and is to stay there.
+    bool m_logShowsNewest = true;
 };
 
 #endif

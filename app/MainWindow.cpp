@@ -3,10 +3,16 @@
 #include "assistant/PXCFileAccess.h"
 #include "device/PXCamera.h"
 
+#include <QAction>
 #include <QDockWidget>
 #include <QEvent>
 #include <QIcon>
 #include <QMenu>
+#include <QMenuBar>
+#include <QScrollArea>
+#include <QStyle>
+
+#include <algorithm>
 
 MainWindow::MainWindow(QWidget* parent)
     : BasicMainWindow(parent)
@@ -19,11 +25,21 @@ MainWindow::MainWindow(QWidget* parent)
     m_fileAccessDock = new QDockWidget(tr("File Access Assistant"), this);
     m_fileAccessDock->setObjectName("dockFileAccess");
     m_fileAccessDock->setTitleBarWidget(new QWidget(m_fileAccessDock));
-    m_fileAccessDock->setWidget(m_fileAccess);
+    // The panel scrolls where the window has not the room for it (large fonts, the log
+    // view open during a transfer), rather than being cut off or making the window grow.
+    m_fileAccessScroll = new QScrollArea(m_fileAccessDock);
+    m_fileAccessScroll->setObjectName("scrollFileAccess");
+    m_fileAccessScroll->setFrameShape(QFrame::NoFrame);
+    m_fileAccessScroll->setWidgetResizable(true);
+    m_fileAccessScroll->setWidget(m_fileAccess);
+    m_fileAccessDock->setWidget(m_fileAccessScroll);
     m_fileAccessDock->setFeatures(QDockWidget::NoDockWidgetFeatures);
     m_fileAccessDock->setAllowedAreas(Qt::BottomDockWidgetArea);
     m_fileAccessDock->setFloating(false);
     addDockWidget(Qt::BottomDockWidgetArea, m_fileAccessDock);
+    // Qt disables a dock's toggle action along with its close button; the menu entry
+    // still shows and hides the assistant.
+    m_fileAccessDock->toggleViewAction()->setEnabled(true);
     m_viewMenu->addAction(m_fileAccessDock->toggleViewAction());
     m_fileAccessDock->hide();
 
@@ -34,25 +50,44 @@ MainWindow::MainWindow(QWidget* parent)
     connect(m_fileAccess, &PXCFileAccess::sendLogMessage, this, &MainWindow::OnLogMessage);
     connect(m_fileAccess, &PXCFileAccess::cameraFirmwareUpdateStarted, this,
             &BasicMainWindow::CameraFirmwareUpdateStarted);
+
+    m_fileAccess->installEventFilter(this);
+    connect(m_logViewDock, &QDockWidget::visibilityChanged, this, &MainWindow::_fitAssistantHeight);
+}
+
+bool MainWindow::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == m_fileAccess && event->type() == QEvent::LayoutRequest)
+        _fitAssistantHeight();
+    return BasicMainWindow::eventFilter(watched, event);
+}
+
+void MainWindow::resizeEvent(QResizeEvent* event)
+{
+    BasicMainWindow::resizeEvent(event);
+    _fitAssistantHeight();
+}
+
+void MainWindow::_fitAssistantHeight()
+{
+    // The assistant claims the height its panel needs, so that the log view gives up
+    // room first, as far as the window has it beside the menu bar and the log view at
+    // its least; only beyond that does the panel scroll.
+    int room = height() - menuBar()->height();
+    if (m_logViewDock->isVisible() && !m_logViewDock->isFloating())
+        room -= m_logViewDock->minimumSizeHint().height() + style()->pixelMetric(QStyle::PM_DockWidgetSeparatorExtent);
+    m_fileAccessScroll->setMinimumHeight(std::max(0, std::min(m_fileAccess->minimumSizeHint().height(), room)));
 }
 
 MainWindow::~MainWindow()
 {
     // The assistant goes before the camera list panel, whose destructor shuts the SDK
     // down: a transfer still running ends, and the camera is released, while the SDK
-    // is up.
+    // is up. The log view's dock, which the base leaves to Qt, is hidden as it goes,
+    // after this part of the window is gone: it no longer reaches it.
+    disconnect(m_logViewDock, &QDockWidget::visibilityChanged, this, &MainWindow::_fitAssistantHeight);
+    m_fileAccess->removeEventFilter(this);
     delete m_fileAccessDock;
-}
-
-bool MainWindow::event(QEvent* event)
-{
-    const bool handled = BasicMainWindow::event(event);
-    // The shell's fixed minimum size keeps Qt from growing the window when its docks
-    // need more room, as the log view and the assistant with its progress bar do
-    // together; the window grows here instead, so nothing is cut off at the bottom.
-    if (event->type() == QEvent::LayoutRequest && !(windowState() & (Qt::WindowMaximized | Qt::WindowFullScreen)))
-        resize(size().expandedTo(minimumSizeHint()));
-    return handled;
 }
 
 void MainWindow::onInitAssistant(PXCamera* cam)

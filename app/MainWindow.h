@@ -6,6 +6,7 @@
 class PXCFileAccess;
 class PXCamera;
 class QDockWidget;
+class QScrollArea;
 
 // This tool's main window: the shared shell plus a fixed bottom dock with the file
 // access assistant, shown instead of the camera list while a camera is open.
@@ -22,11 +23,15 @@ public slots:
     void onResetAssistant();
 
 protected:
-    bool event(QEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
 
 private:
+    void _fitAssistantHeight();
+
     PXCFileAccess* m_fileAccess = nullptr;
     QDockWidget* m_fileAccessDock = nullptr;
+    QScrollArea* m_fileAccessScroll = nullptr;
 };
 
 #endif

@@ -14,11 +14,13 @@
 #include <QFile>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QHeaderView>
 #include <QMenu>
 #include <QMessageBox>
 #include <QTreeWidgetItem>
 #include <QtConcurrent>
 
+#include <algorithm>
 #include <future>
 #include <memory>
 
@@ -52,10 +54,12 @@ PXCFileAccess::PXCFileAccess(QWidget* parent)
     ui->treeWidget->setDragEnabled(false);
     ui->treeWidget->setDragDropOverwriteMode(false);
     ui->treeWidget->setHeaderLabels({tr("Name"), tr("Size")});
+    ui->treeWidget->headerItem()->setTextAlignment(1, Qt::AlignRight | Qt::AlignVCenter);
     ui->treeWidget->setHorizontalScrollBarPolicy(Qt::ScrollBarAsNeeded);
     ui->treeWidget->headerItem()->setExpanded(true);
     ui->treeWidget->setContextMenuPolicy(Qt::CustomContextMenu);
     connect(ui->treeWidget, &QTreeWidget::customContextMenuRequested, this, &PXCFileAccess::prepareMenu);
+    ui->treeWidget->header()->installEventFilter(this);
 
     ui->fileAccessProgressBar->setRange(0, 100);
     ui->fileAccessProgressBar->setValue(0);
@@ -146,6 +150,7 @@ void PXCFileAccess::updateFiles()
         const QString sizeText = QString::number(double(quint64(entry.size)) * 0.0009765625, 'f', 2) + tr(" KB");
         auto* item = new QTreeWidgetItem(ui->treeWidget, {entry.name, sizeText});
         item->setTextAlignment(1, Qt::AlignRight | Qt::AlignVCenter);
+        item->setToolTip(0, entry.name); // the whole name where the column elides it
     }
     const bool hasFiles = count > 0;
     ui->treeWidget_2->setVisible(hasFiles);
@@ -198,6 +203,15 @@ void PXCFileAccess::updateFiles()
         ui->btnSave->setToolTip(tr("Downloading from camera is not available"));
     }
     ui->treeWidget->resizeColumnToContents(0);
+    _fitNameColumn();
+}
+
+bool PXCFileAccess::eventFilter(QObject* watched, QEvent* event)
+{
+    // Once the header has stretched its last section to the new width.
+    if (watched == ui->treeWidget->header() && event->type() == QEvent::Resize)
+        QMetaObject::invokeMethod(this, &PXCFileAccess::_fitNameColumn, Qt::QueuedConnection);
+    return QWidget::eventFilter(watched, event);
 }
 
 QString PXCFileAccess::getFileNameSize(qint64 size) const
@@ -609,6 +623,23 @@ void PXCFileAccess::_showSelectorControls(bool firmware, bool listing)
     ui->btnSave->hide();
     ui->btnDelete->hide();
     ui->treeWidget->hide();
+}
+
+void PXCFileAccess::_fitNameColumn()
+{
+    // The names get what the sizes leave of the list's width; longer ones elide.
+    QTreeWidget* list = ui->treeWidget;
+    QHeaderView* header = list->header();
+    list->resizeColumnToContents(0); // also lays out rows added since the last paint
+    const int names = list->columnWidth(0);
+    const QAbstractItemView* view = list; // QTreeView makes sizeHintForColumn protected
+    const int sizes = std::max(view->sizeHintForColumn(1), header->sectionSizeHint(1));
+    const int width = header->width();
+    list->setColumnWidth(0, std::max(header->minimumSectionSize(), std::min(names, width - sizes)));
+    // The stretched Size section keeps a least width of its own, which may be more.
+    const int excess = header->length() - width;
+    if (excess > 0)
+        list->setColumnWidth(0, std::max(header->minimumSectionSize(), list->columnWidth(0) - excess));
 }
 
 // A file that is there is replaced only once the device file has arrived whole; a new

@@ -52,6 +52,9 @@ public slots:
     void prepareMenu(const QPoint& pos);
     void saveFileAs();
 
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 private:
     // Worker bodies; task is the future of the background task they run in.
     bool saveFiles(const QStringList& fileNames, const QString& directory, const QString& selector,
@@ -63,6 +66,7 @@ private:
     // The controls of the selected entry: only the firmware button for "Firmware", the
     // transfer buttons for every other entry. listing: from the list refresh.
     void _showSelectorControls(bool firmware, bool listing);
+    void _fitNameColumn();
     bool _download(const QString& localPath, const QString& deviceFileName, const QString& selector,
                    long* bytesWritten);
     QString _lastDirectory();

@@ -1,9 +1,9 @@
 #include "CameraResolver.h"
 
+#include "CliTable.h"
+
 #include "sdk/CameraDisplayLabel.h"
 #include "sdk/CameraModelCompatibility.h"
-
-#include <algorithm>
 
 namespace {
 
@@ -30,7 +30,8 @@ CameraResolver::Outcome CameraResolver::Resolve(const QString& name, CameraInfoM
             return Outcome::Found;
         }
     for (const CameraInfoMap& camera : m_cameras)
-        if (text(camera, "Camera ID") == name || text(camera, "Serial No.") == name || DisplayLabel(camera) == name)
+        if (text(camera, "Camera ID") == name || text(camera, "Serial No.") == name || DisplayLabel(camera) == name ||
+            text(camera, "Camera Name") == name)
             candidates.append(camera);
     if (candidates.size() == 1)
     {
@@ -53,24 +54,15 @@ QString CameraResolver::ErrorText(const QString& name, Outcome outcome, int cand
     return QStringLiteral("no camera '%1' found").arg(name);
 }
 
-QStringList CameraResolver::CandidateLines(const QVector<CameraInfoMap>& cameras)
+QStringList CameraResolver::CandidateLines(const QVector<CameraInfoMap>& cameras, int width)
 {
-    int idWidth = 0;
-    int labelWidth = 0;
+    CliTable table({});
+    table.SetShrinkable(0, Qt::ElideMiddle);
+    table.SetShrinkable(1, Qt::ElideMiddle);
+    table.SetShrinkable(2, Qt::ElideRight);
     for (const CameraInfoMap& camera : cameras)
-    {
-        idWidth = std::max(idWidth, ExtendedId(camera).size());
-        labelWidth = std::max(labelWidth, DisplayLabel(camera).size());
-    }
-    QStringList lines;
-    for (const CameraInfoMap& camera : cameras)
-        lines << QStringLiteral("  %1  %2  %3")
-                     .arg(ExtendedId(camera), -idWidth)
-                     .arg(DisplayLabel(camera), -labelWidth)
-                     .arg(text(camera, "Camera Name"))
-                     .trimmed()
-                     .prepend(QStringLiteral("  "));
-    return lines;
+        table.AddRow({QStringLiteral("  ") + ExtendedId(camera), DisplayLabel(camera), text(camera, "Camera Name")});
+    return table.Text(width).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
 }
 
 QString CameraResolver::DisplayLabel(const CameraInfoMap& camera)

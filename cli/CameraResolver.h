@@ -9,8 +9,8 @@
 #include <QVector>
 
 // Finds the camera a user means among the present ones. A camera can be named by its
-// extended id, its plain id, its serial number or the window's display label; the
-// extended id, unique by definition, wins over the other names.
+// extended id, its plain id, its serial number, the window's display label or its
+// name; the extended id, unique by definition, wins over the other names.
 class CameraResolver
 {
 public:
@@ -26,11 +26,11 @@ public:
     // found: the camera when Found; candidates: the cameras that match when Ambiguous,
     // every present camera when Unknown.
     Outcome Resolve(const QString& name, CameraInfoMap& found, QVector<CameraInfoMap>& candidates) const;
-    // The one-line error and the candidate lines for a failed Resolve.
-    // The one-line error, without the candidates that follow it on a terminal.
+    // The one-line error, without the candidates that follow it.
     static QString ErrorText(const QString& name, Outcome outcome, int candidates);
-    // One aligned line per camera: extended id, label, name.
-    static QStringList CandidateLines(const QVector<CameraInfoMap>& cameras);
+    // One aligned line per camera: extended id, label, name; at most width long (0: no
+    // limit).
+    static QStringList CandidateLines(const QVector<CameraInfoMap>& cameras, int width);
 
     // The window's label of a camera: model, serial and plain id.
     static QString DisplayLabel(const CameraInfoMap& camera);

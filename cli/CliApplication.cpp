@@ -25,9 +25,12 @@ namespace {
 
 int terminalWidth()
 {
-    winsize size{};
-    if (ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0)
-        return size.ws_col;
+    for (int fd : {STDOUT_FILENO, STDERR_FILENO, STDIN_FILENO})
+    {
+        winsize size{};
+        if (ioctl(fd, TIOCGWINSZ, &size) == 0 && size.ws_col > 0)
+            return size.ws_col;
+    }
     bool ok = false;
     const int columns = qEnvironmentVariableIntValue("COLUMNS", &ok);
     return ok ? columns : 80;
@@ -153,9 +156,9 @@ QString CliApplication::HelpText()
 Lists Zorvan Pellix cameras and manages the files they keep in their own storage.
 
 Commands:
-  list                          cameras: transport layer, interface, model, serial,
-                                extended id, access, compatible (compatible models
-                                only; --all lists every camera)
+  list                          cameras by transport layer and interface, as the
+                                window shows them: label, name, access, compatible
+                                (compatible models only; --all lists every camera)
   info CAMERA                   name, firmware, file selector entries, file count and
                                 free space
   ls CAMERA                     the files of a file selector entry
@@ -177,9 +180,9 @@ Commands:
                                 --all-compatible, and a summary table follows
 
   FILE may be left out for a single-file slot (--selector SLOT): it is the slot's
-  content. CAMERA is an extended id, a plain id, a serial number or the label the
-  window shows, MODEL-SERIAL(ID); a name that matches no camera or several is an
-  error that lists the candidates.
+  content. CAMERA is an extended id, a plain id, a serial number, the label the
+  window shows, MODEL-SERIAL(ID), or the camera's name; a name that matches no
+  camera or several is an error that lists the candidates.
 
 Options:
   --simulate[=FILE]     use the camera simulator: the built-in demo cameras, or the
@@ -204,7 +207,12 @@ Options:
 Without --simulate (or GRB_SIMULATOR) the real transport layers search the network
 and the USB buses for cameras.
 
-Progress goes to standard error: a bar when it is a terminal, plain lines otherwise.
+On a terminal, tables fit its width: long labels, names and messages are shortened
+with an ellipsis (--json has them whole).
+
+Progress goes to standard error: a bar when it is a terminal (a narrow one gives up
+the bar first, then the time left and the byte counts, and keeps the rate), plain
+lines otherwise.
 
 Exit codes:
   0  success

@@ -40,7 +40,7 @@ QString CliCommand::_reportUnresolved(const QString& name, CameraResolver::Outco
         m_console.Error(message + (outcome == CameraResolver::Outcome::Ambiguous
                                        ? QStringLiteral(":")
                                        : QStringLiteral("; the cameras present are:")));
-    for (const QString& line : CameraResolver::CandidateLines(candidates))
+    for (const QString& line : CameraResolver::CandidateLines(candidates, m_console.ErrWidth()))
         m_console.Detail(line);
     return message;
 }

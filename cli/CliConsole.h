@@ -22,6 +22,10 @@ public:
     bool ErrIsTerminal() const { return m_errTerminal; }
     bool InIsTerminal() const { return m_inTerminal; }
     int Width() const { return m_width; }
+    // The width lines on standard output or standard error keep to: the terminal's, or
+    // 0 (no limit) where it is not a terminal.
+    int OutWidth() const { return m_outTerminal ? m_width : 0; }
+    int ErrWidth() const { return m_errTerminal ? m_width : 0; }
 
     // A name from a camera as it may be shown: on a terminal, control characters are
     // written as escapes (\n, \t, \x1b) rather than acted on.

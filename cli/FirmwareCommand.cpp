@@ -71,6 +71,10 @@ ExitCode FirmwareCommand::Run()
     CliTable table({QStringLiteral("CAMERA"), QStringLiteral("FIRMWARE BEFORE"), QStringLiteral("FIRMWARE AFTER"),
                     QStringLiteral("DURATION"), QStringLiteral("RESULT")});
     table.SetRightAligned(3);
+    table.SetShrinkable(0, Qt::ElideMiddle);
+    table.SetShrinkable(1, Qt::ElideRight);
+    table.SetShrinkable(2, Qt::ElideRight);
+    table.SetShrinkable(4, Qt::ElideRight);
     QJsonArray results;
     int succeeded = 0;
     int failed = 0;
@@ -97,7 +101,7 @@ ExitCode FirmwareCommand::Run()
                                    {QStringLiteral("reason"), reason}});
     }
     if (!m_options.json)
-        m_console.Raw(table.Text());
+        m_console.Raw(table.Text(m_console.OutWidth()));
     return _finish(_batchCode(succeeded, failed),
                    QJsonObject{{QStringLiteral("image"), image}, {QStringLiteral("results"), results}});
 }

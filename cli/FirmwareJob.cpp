@@ -47,8 +47,10 @@ void FirmwareJob::run()
     m_result.ms = clock.elapsed();
     if (!m_result.ok)
     {
-        m_result.message = error;
-        // Errors from opening the camera already name it.
+        // Errors from opening the camera already name it; the result stands beside the
+        // camera's name in the summary, and says only what happened.
+        const QString named = QStringLiteral("camera %1 ").arg(m_label);
+        m_result.message = error.startsWith(named) ? error.mid(named.size()) : error;
         m_console.Error(error.contains(m_label) ? error : QStringLiteral("%1: %2").arg(m_label, error));
     }
     else

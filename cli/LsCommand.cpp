@@ -36,9 +36,10 @@ ExitCode LsCommand::Run()
     {
         CliTable table({QStringLiteral("NAME"), QStringLiteral("SIZE")});
         table.SetRightAligned(1);
+        table.SetShrinkable(0, Qt::ElideMiddle);
         for (const auto& file : files)
             table.AddRow({m_console.Shown(file.name), QString::number(file.size)});
-        m_console.Raw(table.Text());
+        m_console.Raw(table.Text(m_console.OutWidth()));
     }
     QString summary = files.size() == 1 ? QStringLiteral("1 file") : QStringLiteral("%1 files").arg(files.size());
     summary += QStringLiteral(" in %1").arg(m_selector);

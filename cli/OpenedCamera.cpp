@@ -32,8 +32,9 @@ bool OpenedCamera::Open(QString& error)
     if (!m_camera)
     {
         const QString reason = m_session.TakeApiError();
-        error = reason.isEmpty() ? QStringLiteral("cannot open camera %1").arg(CameraResolver::DisplayLabel(m_record))
-                                 : reason;
+        error = reason.isEmpty()
+                    ? QStringLiteral("camera %1 cannot be opened").arg(CameraResolver::DisplayLabel(m_record))
+                    : reason;
         return false;
     }
     return true;

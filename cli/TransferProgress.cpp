@@ -1,5 +1,6 @@
 #include "TransferProgress.h"
 
+#include "CliTable.h"
 #include "HumanText.h"
 
 #include <QMutexLocker>
@@ -11,6 +12,10 @@ namespace {
 constexpr qint64 kRedrawMs = 100;
 // Room for " 100% 1023.9 MiB/1023.9 MiB 1023.9 MiB/s 0:00:00 left".
 constexpr int kTailWidth = 52;
+constexpr int kLeastBar = 10;
+constexpr int kMostBar = 40;
+// What is left of a long label before the numbers give up parts.
+constexpr int kLeastLabel = 12;
 
 } // namespace
 
@@ -103,33 +108,50 @@ void TransferProgress::_draw(bool force)
         total += t.total;
         done += t.done;
     }
-    QString label = m_tracks.size() == 1 ? m_tracks.first().label : QStringLiteral("%1 transfers").arg(m_tracks.size());
+    const QString label =
+        m_tracks.size() == 1 ? m_tracks.first().label : QStringLiteral("%1 transfers").arg(m_tracks.size());
     const int percent = total > 0 ? static_cast<int>(done * 100 / total) : 0;
     const double seconds = now / 1000.0;
     const double rate = seconds > 0.05 ? done / seconds : 0.0;
-    QString tail = QStringLiteral(" %1% %2/%3").arg(percent, 3).arg(HumanText::Bytes(done), HumanText::Bytes(total));
-    if (rate > 0)
-    {
-        tail += QStringLiteral(" %1").arg(HumanText::Rate(rate));
-        if (done < total)
-            tail += QStringLiteral(" %1 left").arg(HumanText::Clock(static_cast<qint64>((total - done) / rate + 0.5)));
-    }
+    // The parts of the numbers, in the order a narrow terminal gives them up: the time
+    // left first, then the byte counts; the share done and the rate stay.
+    const QString share = QStringLiteral("%1%").arg(percent, 3);
+    const QString bytes = QStringLiteral("%1/%2").arg(HumanText::Bytes(done), HumanText::Bytes(total));
+    const QString speed = rate > 0 ? HumanText::Rate(rate) : QString();
+    const QString left = rate > 0 && done < total
+                             ? QStringLiteral("%1 left").arg(HumanText::Clock(static_cast<qint64>((total - done) / rate + 0.5)))
+                             : QString();
+    auto numbers = [&](int parts) {
+        QStringList shown{share};
+        if (parts > 2)
+            shown << bytes;
+        if (!speed.isEmpty())
+            shown << speed;
+        if (parts > 3 && !left.isEmpty())
+            shown << left;
+        return QLatin1Char(' ') + shown.join(QLatin1Char(' '));
+    };
 
     // Everything on one line short of the last column, or the terminal wraps it and the
-    // next redraw cannot take it back. The tail gets a fixed width so that the bar keeps
-    // its length while the numbers change.
+    // next redraw cannot take it back. The bar goes first when room is short; while it
+    // is drawn, the numbers are given a fixed width so that it keeps its length.
     const int width = m_console.Width() - 1;
-    const int maxLabel = std::max(12, (width - kTailWidth) / 2);
-    if (label.size() > maxLabel)
-        label = label.left(maxLabel - 1) + QChar(0x2026);
-    const int barWidth = std::min(40, width - kTailWidth - label.size() - 3);
-    QString line = label + QLatin1Char(' ');
-    if (barWidth >= 5)
+    const int shortLabel = std::min(int(label.size()), kLeastLabel);
+    QString line;
+    if (width - kTailWidth - shortLabel - 3 >= kLeastBar)
     {
+        const QString name = CliTable::Elided(label, std::max(kLeastLabel, (width - kTailWidth) / 2), Qt::ElideRight);
+        const int barWidth = std::min(kMostBar, width - kTailWidth - int(name.size()) - 3);
         const int filled = total > 0 ? static_cast<int>(done * barWidth / total) : 0;
-        line += QLatin1Char('[') + QString(filled, QLatin1Char('#')) + QString(barWidth - filled, QLatin1Char('.')) +
-                QLatin1Char(']');
+        line = name + QStringLiteral(" [") + QString(filled, QLatin1Char('#')) +
+               QString(barWidth - filled, QLatin1Char('.')) + QLatin1Char(']') + numbers(4);
     }
-    line += tail;
+    else
+    {
+        int parts = 4;
+        while (parts > 2 && shortLabel + numbers(parts).size() > width)
+            --parts;
+        line = CliTable::Elided(label, width - int(numbers(parts).size()), Qt::ElideRight) + numbers(parts);
+    }
     m_console.Status(line.left(width));
 }

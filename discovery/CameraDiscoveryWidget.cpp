@@ -9,6 +9,7 @@
 #include <QCheckBox>
 #include <QHBoxLayout>
 #include <QHeaderView>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QPushButton>
 #include <QSpacerItem>
@@ -74,6 +75,7 @@ CameraDiscoveryWidget::CameraDiscoveryWidget(QWidget* parent)
     btnOpenCamera->setEnabled(false);
     connect(btnOpenCamera, &QPushButton::clicked, this, [this] { OnCameraStatusChanged(true); });
     connect(treeView, &QTreeView::doubleClicked, this, [this] { OnCameraStatusChanged(true); });
+    treeView->installEventFilter(this); // Return opens the selected camera as well
 
     auto* btnRefresh = new QPushButton(tr("Refresh"), this);
     btnRefresh->setObjectName("btnRefresh");
@@ -233,6 +235,21 @@ void CameraDiscoveryWidget::OnCameraStatusChanged(bool open)
         emit CameraOpened(extendedId);
     else
         emit CameraClosed(extendedId, model->GetCameraName(current));
+}
+
+bool CameraDiscoveryWidget::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == treeView && event->type() == QEvent::KeyPress)
+    {
+        const int key = static_cast<QKeyEvent*>(event)->key();
+        // As a double click: only where the row is enabled.
+        if ((key == Qt::Key_Return || key == Qt::Key_Enter) && (treeView->currentIndex().flags() & Qt::ItemIsEnabled))
+        {
+            OnCameraStatusChanged(true);
+            return true;
+        }
+    }
+    return QWidget::eventFilter(watched, event);
 }
 
 void CameraDiscoveryWidget::OnCameraOpenFailed()

@@ -48,6 +48,9 @@ signals:
     void GrbSystemReady();
     void ApiControllerAvailable(std::shared_ptr<ApiController> controller);
 
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 private slots:
     void on_chkAutoRefresh_stateChanged(int state);
     void _onCameraAdded(const CameraInfoMap& camera);

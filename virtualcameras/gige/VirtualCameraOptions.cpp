@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <set>
 
 namespace vcam {
 
@@ -31,7 +32,9 @@ const char* VirtualCameraOptions::Usage()
            "  --reset-delay MS         how long a DeviceReset keeps the camera off the network\n"
            "  --command-delay NAME=MS  the command NAME completes MS milliseconds after it is written\n"
            "  --lifetime SECONDS       stop after this long (default: when interrupted)\n"
-           "  --print-xml              print the GenICam description and exit\n";
+           "  --print-xml              print the GenICam description and exit\n"
+           "  -h, --help               this text\n"
+           "  --version                the version\n";
 }
 
 bool VirtualCameraOptions::Parse(const std::vector<std::string>& arguments, VirtualCameraOptions& options,
@@ -47,14 +50,27 @@ bool VirtualCameraOptions::Parse(const std::vector<std::string>& arguments, Virt
             options.help = true;
             return true;
         }
+        if (option == "--version")
+        {
+            options.version = true;
+            return true;
+        }
         if (option == "--print-xml")
         {
             options.printXml = true;
             continue;
         }
+        static const std::set<std::string> valued = {"--address",     "--serial",          "--description",
+                                                     "--buffer",      "--buffer-length",   "--reset-delay",
+                                                     "--lifetime",    "--command-delay"};
+        if (!valued.count(option))
+        {
+            error = option.rfind('-', 0) == 0 ? "unknown option " + option : "unexpected argument " + option;
+            return false;
+        }
         if (i + 1 >= arguments.size())
         {
-            error = option.rfind("--", 0) == 0 ? option + " needs a value" : "unexpected argument " + option;
+            error = option + " needs a value";
             return false;
         }
         const std::string& value = arguments[++i];
@@ -125,11 +141,6 @@ bool VirtualCameraOptions::Parse(const std::vector<std::string>& arguments, Virt
                 return false;
             }
             options.lifetimeSeconds = static_cast<unsigned>(number);
-        }
-        else
-        {
-            error = "unknown option " + option;
-            return false;
         }
     }
     if (options.serial.empty() || (!haveAddress && !options.printXml))

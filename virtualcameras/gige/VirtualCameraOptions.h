@@ -21,6 +21,7 @@ struct VirtualCameraOptions
     unsigned lifetimeSeconds = 0; // 0: until interrupted
     bool printXml = false;
     bool help = false;
+    bool version = false;
 
     // False with the reason in error.
     static bool Parse(const std::vector<std::string>& arguments, VirtualCameraOptions& options, std::string& error);

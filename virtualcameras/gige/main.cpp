@@ -21,12 +21,17 @@ int main(int argc, char** argv)
     std::string error;
     if (!vcam::VirtualCameraOptions::Parse(std::vector<std::string>(argv + 1, argv + argc), options, error))
     {
-        std::fprintf(stderr, "pellix-virtual-camera: %s\n%s", error.c_str(), vcam::VirtualCameraOptions::Usage());
+        std::fprintf(stderr, "pellix-virtual-camera: %s (see pellix-virtual-camera --help)\n", error.c_str());
         return 2;
     }
     if (options.help)
     {
         std::fputs(vcam::VirtualCameraOptions::Usage(), stdout);
+        return 0;
+    }
+    if (options.version)
+    {
+        std::puts("pellix-virtual-camera " PELLIX_VERSION_TEXT);
         return 0;
     }
     std::unique_ptr<vcam::VirtualCamera> camera = vcam::VirtualCamera::Create(options, error);
