@@ -1,0 +1,32 @@
+#ifndef GRB_GENTLCONSUMER_GENTLPORT_H
+#define GRB_GENTLCONSUMER_GENTLPORT_H
+
+#include "GentlLibrary.h"
+
+#include <aravis/RegisterPort.h>
+
+#include <memory>
+
+namespace grb::gentl {
+
+// A producer's port (the camera's, or a module's own) as a register space: what the
+// GenICam engine and memory access read and write.
+class GentlPort : public aravis::RegisterPort
+{
+public:
+    GentlPort(std::shared_ptr<GentlLibrary> library, PORT_HANDLE port);
+
+    GrbErrorType Read(uint64_t address, void* data, uint32_t size, std::string& why) override;
+    GrbErrorType Write(uint64_t address, const void* data, uint32_t size, std::string& why) override;
+
+    GentlLibrary& Library() { return *m_library; }
+    PORT_HANDLE Handle() const { return m_port; }
+
+private:
+    std::shared_ptr<GentlLibrary> m_library;
+    PORT_HANDLE m_port;
+};
+
+} // namespace grb::gentl
+
+#endif
