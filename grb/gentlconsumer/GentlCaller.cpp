@@ -1,6 +1,38 @@
 #include "GentlCaller.h"
 
+#include <cerrno>
+#include <ctime>
+
 namespace grb::gentl {
+
+namespace {
+
+// Waits for the semaphore until the deadline on the monotonic clock.
+bool waitUntil(sem_t& semaphore, std::chrono::steady_clock::time_point deadline)
+{
+    const auto since = std::chrono::duration_cast<std::chrono::nanoseconds>(deadline.time_since_epoch()).count();
+    timespec at{};
+    at.tv_sec = static_cast<time_t>(since / 1000000000);
+    at.tv_nsec = static_cast<long>(since % 1000000000);
+    int result = 0;
+    while ((result = sem_clockwait(&semaphore, CLOCK_MONOTONIC, &at)) != 0 && errno == EINTR)
+        ;
+    return result == 0;
+}
+
+} // namespace
+
+GentlCaller::State::State()
+{
+    sem_init(&work, 0, 0);
+    sem_init(&done, 0, 0);
+}
+
+GentlCaller::State::~State()
+{
+    sem_destroy(&work);
+    sem_destroy(&done);
+}
 
 GentlCaller::GentlCaller(std::chrono::milliseconds bound)
     : m_bound(bound)
@@ -15,9 +47,9 @@ GentlCaller::~GentlCaller()
     {
         std::lock_guard<std::mutex> lock(m_state->mutex);
         m_state->stop = true;
-        stuck = m_state->busy;
+        stuck = m_state->busy || m_state->pending;
     }
-    m_state->wake.notify_all();
+    sem_post(&m_state->work);
     if (stuck)
         m_thread.detach(); // it ends on its own once the producer returns, if ever
     else
@@ -26,23 +58,27 @@ GentlCaller::~GentlCaller()
 
 void GentlCaller::_Serve(std::shared_ptr<State> state)
 {
-    std::unique_lock<std::mutex> lock(state->mutex);
     for (;;)
     {
-        state->wake.wait(lock, [&] { return state->stop || state->pending; });
-        if (!state->pending)
-            return;
-        std::function<void()> call = std::move(state->pending);
-        state->pending = nullptr;
-        state->busy = true;
-        lock.unlock();
+        while (sem_wait(&state->work) != 0 && errno == EINTR)
+            ;
+        std::function<void()> call;
+        {
+            std::lock_guard<std::mutex> lock(state->mutex);
+            if (!state->pending)
+                return; // stopped
+            call = std::move(state->pending);
+            state->pending = nullptr;
+            state->busy = true;
+        }
         call();
         call = nullptr;
-        lock.lock();
+        std::lock_guard<std::mutex> lock(state->mutex);
         state->busy = false;
+        // A caller that gave up waits no more; nothing is handed to the next one.
+        if (!state->abandoned)
+            sem_post(&state->done);
         state->abandoned = false;
-        ++state->done;
-        state->finished.notify_all();
     }
 }
 
@@ -57,23 +93,30 @@ GentlCaller::Outcome GentlCaller::Run(const std::string& name, std::function<voi
 {
     const auto deadline = std::chrono::steady_clock::now() + m_bound + extra;
     std::unique_lock<std::timed_mutex> turn(m_turn, deadline);
-    std::unique_lock<std::mutex> lock(m_state->mutex);
-    if (!turn.owns_lock() || m_state->busy)
     {
-        busyIn = m_state->busyIn;
-        return m_state->busy ? Outcome::Stuck : Outcome::TimedOut;
+        std::lock_guard<std::mutex> lock(m_state->mutex);
+        if (!turn.owns_lock() || m_state->busy || m_state->pending)
+        {
+            busyIn = m_state->busyIn;
+            return m_state->abandoned ? Outcome::Stuck : Outcome::TimedOut;
+        }
+        m_state->pending = std::move(call);
+        m_state->busyIn = name;
     }
-    m_state->pending = std::move(call);
-    m_state->busyIn = name;
-    const uint64_t ticket = ++m_state->submitted;
-    m_state->wake.notify_one();
-    if (!m_state->finished.wait_until(lock, deadline, [&] { return m_state->done >= ticket; }))
+    sem_post(&m_state->work);
+    if (waitUntil(m_state->done, deadline))
+        return Outcome::Done;
+    std::lock_guard<std::mutex> lock(m_state->mutex);
+    // Finished after all, between the time-out and here: its hand-over is waiting.
+    if (!m_state->busy && !m_state->pending)
     {
-        m_state->abandoned = true;
-        busyIn = name;
-        return Outcome::TimedOut;
+        while (sem_wait(&m_state->done) != 0 && errno == EINTR)
+            ;
+        return Outcome::Done;
     }
-    return Outcome::Done;
+    m_state->abandoned = true;
+    busyIn = name;
+    return Outcome::TimedOut;
 }
 
 } // namespace grb::gentl

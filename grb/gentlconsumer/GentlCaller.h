@@ -1,8 +1,9 @@
 #ifndef GRB_GENTLCONSUMER_GENTLCALLER_H
 #define GRB_GENTLCONSUMER_GENTLCALLER_H
 
+#include <semaphore.h>
+
 #include <chrono>
-#include <condition_variable>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -41,19 +42,21 @@ public:
     std::chrono::milliseconds Bound() const { return m_bound; }
 
 private:
+    // Shared with the thread, which may outlive this object. Semaphores hand calls over
+    // with one wake-up each way: a file transfer makes thousands of calls.
     struct State
     {
+        State();
+        ~State();
+        sem_t work;
+        sem_t done;
         std::mutex mutex;
-        std::condition_variable wake;
-        std::condition_variable finished;
         std::function<void()> pending;
         bool stop = false;
         bool busy = false;
         // Its caller gave up on the call in progress.
         bool abandoned = false;
         std::string busyIn;
-        uint64_t submitted = 0;
-        uint64_t done = 0;
     };
     static void _Serve(std::shared_ptr<State> state);
 

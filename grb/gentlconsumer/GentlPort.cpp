@@ -13,17 +13,26 @@ GentlPort::GentlPort(std::shared_ptr<GentlLibrary> library, PORT_HANDLE port)
 {
 }
 
+std::shared_ptr<GentlPort::Transfer> GentlPort::_Take(size_t size)
+{
+    std::shared_ptr<Transfer> transfer;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        // Still held by a call given up on: that one keeps it.
+        if (m_spare && m_spare.use_count() == 1)
+            transfer = m_spare;
+        else
+            m_spare = transfer = std::make_shared<Transfer>();
+    }
+    transfer->bytes.resize(size);
+    return transfer;
+}
+
 GrbErrorType GentlPort::Read(uint64_t address, void* data, uint32_t size, std::string& why)
 {
     if (!data || size == 0 || address > UINT64_MAX - size)
         return GrbErrorBadParameter;
-    struct Transfer
-    {
-        std::vector<uint8_t> bytes;
-        size_t done = 0;
-    };
-    auto transfer = std::make_shared<Transfer>();
-    transfer->bytes.resize(size);
+    std::shared_ptr<Transfer> transfer = _Take(size);
     const PGCReadPort read = m_library->Functions().GCReadPort;
     const PORT_HANDLE port = m_port;
     GrbErrorType err = m_library->Call("GCReadPort", [read, port, address, transfer] {
@@ -45,13 +54,8 @@ GrbErrorType GentlPort::Write(uint64_t address, const void* data, uint32_t size,
 {
     if (!data || size == 0 || address > UINT64_MAX - size)
         return GrbErrorBadParameter;
-    struct Transfer
-    {
-        std::vector<uint8_t> bytes;
-        size_t done = 0;
-    };
-    auto transfer = std::make_shared<Transfer>();
-    transfer->bytes.assign(static_cast<const uint8_t*>(data), static_cast<const uint8_t*>(data) + size);
+    std::shared_ptr<Transfer> transfer = _Take(size);
+    std::memcpy(transfer->bytes.data(), data, size);
     const PGCWritePort write = m_library->Functions().GCWritePort;
     const PORT_HANDLE port = m_port;
     GrbErrorType err = m_library->Call("GCWritePort", [write, port, address, transfer] {

@@ -6,6 +6,8 @@
 #include <aravis/RegisterPort.h>
 
 #include <memory>
+#include <mutex>
+#include <vector>
 
 namespace grb::gentl {
 
@@ -23,8 +25,20 @@ public:
     PORT_HANDLE Handle() const { return m_port; }
 
 private:
+    // The bytes of one transfer, owned by the call that moves them.
+    struct Transfer
+    {
+        std::vector<uint8_t> bytes;
+        size_t done = 0;
+    };
+    // The last transfer's, when no call holds it any more: a file moves in thousands of
+    // chunks of the same size, and fresh pages for each cost more than the move.
+    std::shared_ptr<Transfer> _Take(size_t size);
+
     std::shared_ptr<GentlLibrary> m_library;
     PORT_HANDLE m_port;
+    std::mutex m_mutex;
+    std::shared_ptr<Transfer> m_spare;
 };
 
 } // namespace grb::gentl
