@@ -63,20 +63,31 @@ void GentlCaller::_Serve(std::shared_ptr<State> state)
         while (sem_wait(&state->work) != 0 && errno == EINTR)
             ;
         std::function<void()> call;
+        std::function<void()> undo;
         {
             std::lock_guard<std::mutex> lock(state->mutex);
             if (!state->pending)
                 return; // stopped
             call = std::move(state->pending);
+            undo = std::move(state->undo);
             state->pending = nullptr;
+            state->undo = nullptr;
             state->busy = true;
         }
         call();
         call = nullptr;
+        bool abandoned = false;
+        {
+            std::lock_guard<std::mutex> lock(state->mutex);
+            abandoned = state->abandoned;
+        }
+        // Still before the next call can come: the caller who gave up waits no more.
+        if (abandoned && undo)
+            undo();
+        undo = nullptr;
         std::lock_guard<std::mutex> lock(state->mutex);
         state->busy = false;
-        // A caller that gave up waits no more; nothing is handed to the next one.
-        if (!state->abandoned)
+        if (!abandoned)
             sem_post(&state->done);
         state->abandoned = false;
     }
@@ -89,7 +100,8 @@ bool GentlCaller::Stuck()
 }
 
 GentlCaller::Outcome GentlCaller::Run(const std::string& name, std::function<void()> call,
-                                      std::chrono::milliseconds extra, std::string& busyIn)
+                                      std::chrono::milliseconds extra, std::string& busyIn,
+                                      std::function<void()> undo)
 {
     const auto deadline = std::chrono::steady_clock::now() + m_bound + extra;
     std::unique_lock<std::timed_mutex> turn(m_turn, deadline);
@@ -101,6 +113,7 @@ GentlCaller::Outcome GentlCaller::Run(const std::string& name, std::function<voi
             return m_state->abandoned ? Outcome::Stuck : Outcome::TimedOut;
         }
         m_state->pending = std::move(call);
+        m_state->undo = std::move(undo);
         m_state->busyIn = name;
     }
     sem_post(&m_state->work);

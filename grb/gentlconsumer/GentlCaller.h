@@ -34,9 +34,10 @@ public:
     GentlCaller& operator=(const GentlCaller&) = delete;
 
     // Waits for call up to the bound plus extra. busyIn: the name of the call that has
-    // not returned, for TimedOut and Stuck.
+    // not returned, for TimedOut and Stuck. undo runs after a call that returned once its
+    // caller had given up on it, to take back what it did (close what it opened).
     Outcome Run(const std::string& name, std::function<void()> call, std::chrono::milliseconds extra,
-                std::string& busyIn);
+                std::string& busyIn, std::function<void()> undo = nullptr);
     // Whether a call has not returned after its time.
     bool Stuck();
     std::chrono::milliseconds Bound() const { return m_bound; }
@@ -52,6 +53,7 @@ private:
         sem_t done;
         std::mutex mutex;
         std::function<void()> pending;
+        std::function<void()> undo;
         bool stop = false;
         bool busy = false;
         // Its caller gave up on the call in progress.

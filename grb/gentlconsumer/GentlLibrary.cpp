@@ -143,7 +143,7 @@ GrbErrorType GentlLibrary::_Outcome(const std::string& function, GentlCaller::Ou
 }
 
 GrbErrorType GentlLibrary::Call(const std::string& function, std::function<GC_ERROR()> call,
-                                std::chrono::milliseconds extra)
+                                std::chrono::milliseconds extra, std::function<void()> undo)
 {
     struct Result
     {
@@ -161,7 +161,12 @@ GrbErrorType GentlLibrary::Call(const std::string& function, std::function<GC_ER
             if (result->code != GC_ERR_SUCCESS)
                 result->text = lastErrorText(getLastError);
         },
-        extra, busyIn);
+        extra, busyIn,
+        undo ? std::function<void()>([result, undo = std::move(undo)] {
+            if (result->code == GC_ERR_SUCCESS)
+                undo();
+        })
+             : nullptr);
     if (outcome != GentlCaller::Outcome::Done)
         return _Outcome(function, outcome, busyIn);
     if (result->code == GC_ERR_SUCCESS)

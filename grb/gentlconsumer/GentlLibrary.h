@@ -39,9 +39,11 @@ public:
     std::chrono::milliseconds Bound() const { return m_caller.Bound(); }
 
     // call captures what it works on by value. extra: time the call itself is allowed
-    // to take, beyond the bound.
+    // to take, beyond the bound. undo: what takes back a call that succeeded after it
+    // was given up on (closing the module it opened), run on the producer's thread.
     GrbErrorType Call(const std::string& function, std::function<GC_ERROR()> call,
-                      std::chrono::milliseconds extra = std::chrono::milliseconds(0));
+                      std::chrono::milliseconds extra = std::chrono::milliseconds(0),
+                      std::function<void()> undo = nullptr);
     // An info query in its two steps, size then value: query(type, buffer, size).
     GrbErrorType Info(const std::string& function, std::function<GC_ERROR(INFO_DATATYPE*, void*, size_t*)> query,
                       INFO_DATATYPE& type, std::vector<uint8_t>& value);

@@ -72,7 +72,9 @@ std::unique_ptr<GentlProducer> GentlProducer::Open(std::shared_ptr<GentlLibrary>
 {
     auto system = std::make_shared<TL_HANDLE>(nullptr);
     const PTLOpen open = library->Functions().TLOpen;
-    if (library->Call("TLOpen", [open, system] { return open(system.get()); }) != GrbErrorSuccess)
+    const PTLClose close = library->Functions().TLClose;
+    if (library->Call("TLOpen", [open, system] { return open(system.get()); }, std::chrono::milliseconds(0),
+                      [close, system] { close(*system); }) != GrbErrorSuccess)
     {
         error = GentlError::LastMessage();
         return nullptr;
@@ -140,9 +142,10 @@ IF_HANDLE GentlProducer::_Interface(const std::string& id)
         return known->second;
     auto iface = std::make_shared<IF_HANDLE>(nullptr);
     const PTLOpenInterface open = m_library->Functions().TLOpenInterface;
+    const PIFClose close = m_library->Functions().IFClose;
     const TL_HANDLE system = m_system;
-    if (m_library->Call("TLOpenInterface", [open, system, id, iface] { return open(system, id.c_str(), iface.get()); }) !=
-        GrbErrorSuccess)
+    if (m_library->Call("TLOpenInterface", [open, system, id, iface] { return open(system, id.c_str(), iface.get()); },
+                        std::chrono::milliseconds(0), [close, iface] { close(*iface); }) != GrbErrorSuccess)
         return nullptr;
     m_interfaces[id] = *iface;
     return *iface;
@@ -240,12 +243,12 @@ GrbErrorType GentlProducer::Open(const std::string& interfaceId, const std::stri
     const DEVICE_ACCESS_FLAGS flags = writable ? DEVICE_ACCESS_EXCLUSIVE : DEVICE_ACCESS_READONLY;
     auto device = std::make_shared<DEV_HANDLE>(nullptr);
     const PIFOpenDevice open = f.IFOpenDevice;
+    const PDevClose close = f.DevClose;
     if (GrbErrorType err = m_library->Call("IFOpenDevice", [open, iface, deviceId, flags, device] {
             return open(iface, deviceId.c_str(), flags, device.get());
-        }))
+        }, std::chrono::milliseconds(0), [close, device] { close(*device); }))
         return err;
     const DEV_HANDLE handle = *device;
-    const PDevClose close = f.DevClose;
     auto fail = [&](GrbErrorType err) {
         const std::string why = GentlError::LastMessage();
         m_library->Call("DevClose", [close, handle] { return close(handle); });
@@ -265,7 +268,9 @@ GrbErrorType GentlProducer::Open(const std::string& interfaceId, const std::stri
                                                               "document"));
     std::string why;
     std::unique_ptr<GentlStream> stream = GentlStream::Open(m_library, handle, why);
-    session = std::make_unique<GentlSession>(m_library, handle, remote, std::move(connection), std::move(stream),
+    if (stream)
+        why.clear();
+    session = std::make_unique<GentlSession>(m_library, handle, remote, std::move(connection), std::move(stream), why,
                                              writable);
     return GrbErrorSuccess;
 }

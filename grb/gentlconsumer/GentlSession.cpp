@@ -6,13 +6,14 @@ namespace grb::gentl {
 
 GentlSession::GentlSession(std::shared_ptr<GentlLibrary> library, DEV_HANDLE device, std::shared_ptr<GentlPort> remote,
                            std::shared_ptr<aravis::AravisConnection> connection, std::unique_ptr<GentlStream> stream,
-                           bool writable)
+                           std::string noStream, bool writable)
     : m_library(std::move(library))
     , m_device(device)
     , m_remote(std::move(remote))
     , m_connection(std::move(connection))
     , m_features(m_connection)
     , m_stream(std::move(stream))
+    , m_noStream(std::move(noStream))
     , m_writable(writable)
 {
 }
@@ -60,7 +61,7 @@ GrbErrorType GentlSession::AcquireSingleFrame(uint32_t timeoutMs, FrameData& fra
     if (!m_writable)
         return GentlError::Fail(GrbErrorInvalidAccess, "the camera is open for reading only");
     if (!m_stream)
-        return GentlError::Fail(GrbErrorNotSupported, m_library->Name() + ": the camera has no data stream here");
+        return GentlError::Fail(GrbErrorNotSupported, m_noStream);
     return m_stream->AcquireSingleFrame(m_features, timeoutMs, frame);
 }
 

@@ -18,9 +18,10 @@ namespace grb::gentl {
 class GentlSession : public DeviceSession
 {
 public:
+    // noStream: why there is no stream, when there is none.
     GentlSession(std::shared_ptr<GentlLibrary> library, DEV_HANDLE device, std::shared_ptr<GentlPort> remote,
                  std::shared_ptr<aravis::AravisConnection> connection, std::unique_ptr<GentlStream> stream,
-                 bool writable);
+                 std::string noStream, bool writable);
     ~GentlSession() override;
 
     NodeMap& Features() override { return m_features; }
@@ -38,6 +39,7 @@ private:
     std::shared_ptr<aravis::AravisConnection> m_connection;
     aravis::AravisNodeMap m_features;
     std::unique_ptr<GentlStream> m_stream;
+    std::string m_noStream;
     bool m_writable;
     std::atomic<bool> m_closed{false};
 };

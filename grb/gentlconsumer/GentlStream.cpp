@@ -70,7 +70,7 @@ std::unique_ptr<GentlStream> GentlStream::Open(std::shared_ptr<GentlLibrary> lib
         }, id) != GrbErrorSuccess ||
         library->Call("DevOpenDataStream", [openStream, device, id, handle] {
             return openStream(device, id.c_str(), handle.get());
-        }) != GrbErrorSuccess)
+        }, std::chrono::milliseconds(0), [close = f.DSClose, handle] { close(*handle); }) != GrbErrorSuccess)
     {
         why = GentlError::LastMessage();
         return nullptr;
