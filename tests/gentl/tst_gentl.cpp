@@ -353,12 +353,12 @@ void TestGentl::producerFaults()
 void TestGentl::commandLine()
 {
     sdk().Shutdown();
-    qputenv("GRB_GENTL_PRODUCER", QFile::encodeName(kProducer));
     const QString work = m_dir.filePath(QStringLiteral("cli"));
     QVERIFY(QDir().mkpath(work));
     QFile image(work + "/update.ge3");
     QVERIFY(image.open(QIODevice::WriteOnly) && image.write("PELLIX-FIRMWARE Firmware 7.1\nbits") > 0);
     image.close();
+    QByteArray err;
     auto run = [&](const QStringList& arguments, QByteArray& out) {
         QProcess process;
         process.setWorkingDirectory(work);
@@ -366,9 +366,17 @@ void TestGentl::commandLine()
         if (!process.waitForFinished(60000))
             return -1;
         out = process.readAllStandardOutput();
+        err = process.readAllStandardError();
         return process.exitCode();
     };
     QByteArray out;
+    // A producer that does not load is told, beside the cameras of the others.
+    qputenv("GRB_GENTL_PRODUCER", QFile::encodeName(kProducer) + ":/nowhere/grabber.cti");
+    QCOMPARE(run({"list"}, out), 0);
+    QVERIFY2(err.startsWith("pellix-fa: warning: camera SDK start-up: GenTL: /nowhere/grabber.cti: grabber.cti does "
+                            "not load"),
+             err.constData());
+    qputenv("GRB_GENTL_PRODUCER", QFile::encodeName(kProducer));
     QCOMPARE(run({"list", "--all"}, out), 0);
     QVERIFY2(out.contains("Pellix GenTL Simulator  link0      qda640MXGE  GA1     " + kCamera.toLatin1()), out.constData());
     // A camera of one process is taken in another.
