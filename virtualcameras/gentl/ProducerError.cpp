@@ -22,8 +22,14 @@ GC_ERROR ProducerError::Last(GC_ERROR* code, char* text, size_t* size)
 {
     if (!code || !size)
         return GC_ERR_INVALID_PARAMETER;
-    *code = t_code;
-    return InfoBuffer::Text(t_text, text, size);
+    // Asking for the text is no failure of its own: a buffer too small leaves it as it was.
+    const GC_ERROR last = t_code;
+    const std::string lastText = t_text;
+    *code = last;
+    const GC_ERROR result = InfoBuffer::Text(lastText, text, size);
+    t_code = last;
+    t_text = lastText;
+    return result;
 }
 
 } // namespace vcam::gentl

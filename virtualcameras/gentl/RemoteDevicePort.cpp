@@ -52,10 +52,11 @@ GC_ERROR fail(uint16_t deviceStatus, uint64_t address)
 } // namespace
 
 RemoteDevicePort::RemoteDevicePort(std::shared_ptr<grb::sim::SimWorld> world, std::string extendedId,
-                                   ByteOrder order, Identity identity)
+                                   ByteOrder order, Identity identity, bool writable)
     : Module(Kind::RemoteDevice)
     , m_device(std::move(world), std::move(extendedId), order)
     , m_identity(std::move(identity))
+    , m_writable(writable)
 {
 }
 
@@ -138,6 +139,8 @@ GC_ERROR RemoteDevicePort::Write(uint64_t address, const void* data, size_t size
 {
     if (GC_ERROR err = _Check(address, size))
         return err;
+    if (!m_writable)
+        return ProducerError::Fail(GC_ERR_ACCESS_DENIED, "the camera is open for reading only");
     const auto* in = static_cast<const uint8_t*>(data);
     std::lock_guard<std::mutex> lock(m_mutex);
     const size_t inMemory =

@@ -25,8 +25,9 @@ class RemoteDevicePort : public Module, public ModulePort
 public:
     static constexpr uint64_t kZipAddress = 0x00020000;
 
+    // writable: opened for control; else every write is refused.
     RemoteDevicePort(std::shared_ptr<grb::sim::SimWorld> world, std::string extendedId, ByteOrder order,
-                     Identity identity);
+                     Identity identity, bool writable);
 
     // Lays out the camera's registers and description; false with the reason.
     bool Build(std::string& error);
@@ -50,6 +51,7 @@ private:
     Identity m_identity;
     std::string m_xmlName;
     std::vector<uint8_t> m_zip;
+    bool m_writable;
     std::atomic<bool> m_lost{false};
 };
 

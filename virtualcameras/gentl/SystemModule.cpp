@@ -340,7 +340,8 @@ GC_ERROR SystemModule::_Open(std::shared_ptr<Module> parent, const DeviceIdentit
     port.name = "Device";
     port.littleEndian = identity.tlType == "U3V";
     auto remote = std::make_shared<RemoteDevicePort>(m_world, identity.extendedId,
-                                                     port.littleEndian ? ByteOrder::Little : ByteOrder::Big, port);
+                                                     port.littleEndian ? ByteOrder::Little : ByteOrder::Big, port,
+                                                     control);
     std::string error;
     if (!remote->Build(error))
         return ProducerError::Fail(GC_ERR_IO, "the camera " + identity.id + " did not open: " + error);
