@@ -91,7 +91,9 @@ std::shared_ptr<GentlLibrary> GentlLibrary::Load(const std::string& path, std::c
     library->m_missingForStreams = library->m_functions.MissingForStreams();
 
     const PGCInitLib initLib = library->m_functions.GCInitLib;
-    if (library->Call("GCInitLib", [initLib] { return initLib(); }) != GrbErrorSuccess)
+    const PGCCloseLib closeLib = library->m_functions.GCCloseLib;
+    if (library->Call("GCInitLib", [initLib] { return initLib(); }, std::chrono::milliseconds(0),
+                      [closeLib] { closeLib(); }) != GrbErrorSuccess)
     {
         error = GentlError::LastMessage();
         return nullptr;

@@ -78,7 +78,6 @@ public:
 
 private slots:
     void initTestCase();
-    void init();
     void cleanup();
 
     void records_data();
@@ -110,11 +109,6 @@ void TestGentl::initTestCase()
     qunsetenv("GENICAM_GENTL64_PATH");
     qputenv("PELLIX_GENTL_DESCRIPTION", QFile::encodeName(m_description));
     qputenv("GRB_GENTL_TIMEOUT_MS", QByteArray::number(kBoundMs));
-}
-
-void TestGentl::init()
-{
-    QVERIFY(_Start(kProducer) == GrbErrorSuccess);
 }
 
 void TestGentl::cleanup()
@@ -152,6 +146,7 @@ void TestGentl::records()
     QFETCH(QString, id);
     QFETCH(QStringList, fields);
     QFETCH(int, type);
+    QCOMPARE(_Start(kProducer), GrbErrorSuccess);
     ApiController controller;
     QSignalSpy errors(&controller, &ApiController::ApiError);
     CameraInfoMap record;
@@ -179,6 +174,7 @@ void TestGentl::records()
 
 void TestGentl::heldByAnotherProcess()
 {
+    QCOMPARE(_Start(kProducer), GrbErrorSuccess);
     auto recorder = std::make_shared<ListRecorder>();
     QCOMPARE(sdk().RegisterCameraListObserver(recorder), GrbErrorSuccess);
     const std::string id = kCamera.toStdString();
@@ -206,6 +202,7 @@ void TestGentl::heldByAnotherProcess()
 
 void TestGentl::singleImageAndStreamFeatures()
 {
+    QCOMPARE(_Start(kProducer), GrbErrorSuccess);
     ApiController controller;
     PXCamera camera(controller.OpenCamera(kCamera));
     GrbCPP::CameraPtr sdkCamera = controller.GetCameraPtr(kCamera);
@@ -249,7 +246,7 @@ void TestGentl::producerFaults_data()
                                             << 0 << "lacks IFOpenDevice, DevGetPort";
     QTest::newRow("initialisation fails") << faulty << QByteArray("GCInitLib=error:-1001") << "start" << 0
                                           << "faulty.cti: GCInitLib failed with GC_ERR_ERROR";
-    QTest::newRow("initialisation hangs") << faulty << QByteArray("GCInitLib=hang:1500") << "start" << 0
+    QTest::newRow("initialisation hangs") << faulty << QByteArray("GCInitLib=hang:600") << "start" << 0
                                           << "faulty.cti: GCInitLib did not return within 300 ms";
     QTest::newRow("another major version") << faulty << QByteArray("version=2") << "start" << 0
                                            << "faulty.cti speaks GenTL 2.x";
@@ -261,7 +258,7 @@ void TestGentl::producerFaults_data()
                                          << "Failed to get camera model for GA (error: TL error.)";
     QTest::newRow("open refused") << faulty << QByteArray("IFOpenDevice=error:-1005") << "open" << -6
                                   << "Failed to open camera GenTL:faulty.cti:link0:GA (error: Invalid access.)";
-    QTest::newRow("open hangs") << faulty << QByteArray("IFOpenDevice=hang:1500") << "open" << -12
+    QTest::newRow("open hangs") << faulty << QByteArray("IFOpenDevice=hang:1000") << "open" << -12
                                 << "Failed to open camera GenTL:faulty.cti:link0:GA (error: Timeout.)";
     QTest::newRow("description elsewhere") << faulty << QByteArray("url=http://example.com/camera.xml") << "open"
                                            << -13 << "not one this layer reads";
@@ -273,7 +270,7 @@ void TestGentl::producerFaults_data()
                                            << 0 << "";
     QTest::newRow("port read fails") << faulty << QByteArray("GCReadPort=error:-1010") << "read" << -13
                                      << "GCReadPort failed with GC_ERR_IO";
-    QTest::newRow("port write hangs") << faulty << QByteArray("GCWritePort=hang:1500") << "write" << -12
+    QTest::newRow("port write hangs") << faulty << QByteArray("GCWritePort=hang:1000") << "write" << -12
                                       << "has not returned from GCWritePort yet";
     QTest::newRow("no stream functions") << QStringLiteral(GENTL_STREAMLESS_PRODUCER) << QByteArray() << "frame"
                                          << -18 << "lacks DevGetNumDataStreams";
@@ -352,7 +349,6 @@ void TestGentl::producerFaults()
 
 void TestGentl::commandLine()
 {
-    sdk().Shutdown();
     const QString work = m_dir.filePath(QStringLiteral("cli"));
     QVERIFY(QDir().mkpath(work));
     QFile image(work + "/update.ge3");
