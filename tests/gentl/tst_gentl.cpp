@@ -80,6 +80,8 @@ private slots:
     void initTestCase();
     void cleanup();
 
+    void whereProducersComeFrom_data();
+    void whereProducersComeFrom();
     void records_data();
     void records();
     void heldByAnotherProcess();
@@ -119,9 +121,45 @@ void TestGentl::cleanup()
 GrbErrorType TestGentl::_Start(const QString& producer, const QByteArray& faults)
 {
     sdk().Shutdown();
-    qputenv("GRB_GENTL_PRODUCER", QFile::encodeName(producer));
+    qputenv("GRB_GENTL_PRODUCER", producer.isEmpty() ? QByteArray() : QFile::encodeName(producer));
     qputenv("PELLIX_GENTL_FAULTS", faults);
     return sdk().Startup();
+}
+
+void TestGentl::whereProducersComeFrom_data()
+{
+    QTest::addColumn<QByteArray>("simulator");
+    QTest::addColumn<QStringList>("path");
+    QTest::addColumn<bool>("named");
+    QTest::addColumn<int>("cameras");
+
+    QTest::newRow("simulator switch") << QByteArray("demo") << QStringList{"grabber"} << true << 0;
+    QTest::newRow("directory without producers") << QByteArray() << QStringList{"empty"} << false << 0;
+    QTest::newRow("directory and name alike") << QByteArray() << QStringList{"empty", "grabber"} << true << 1;
+}
+
+void TestGentl::whereProducersComeFrom()
+{
+    QFETCH(QByteArray, simulator);
+    QFETCH(QStringList, path);
+    QFETCH(bool, named);
+    QFETCH(int, cameras);
+    // The producer in a directory of its own under another name, and named directly.
+    QVERIFY(QDir().mkpath(m_dir.filePath("empty")) && QDir().mkpath(m_dir.filePath("grabber")));
+    QFile::link(kProducer, m_dir.filePath("grabber/grabber.cti"));
+    for (QString& directory : path)
+        directory = m_dir.filePath(directory);
+    qputenv("GENICAM_GENTL64_PATH", QFile::encodeName(path.join(':')));
+    qputenv("GRB_SIMULATOR", simulator);
+    const GrbErrorType started = _Start(named ? kProducer : QString());
+    qunsetenv("GENICAM_GENTL64_PATH");
+    qunsetenv("GRB_SIMULATOR");
+    QCOMPARE(started, GrbErrorSuccess);
+    QCOMPARE(startupMessage(), QString());
+    int found = 0;
+    for (const auto& camera : ApiController().UpdateCamerasList())
+        found += ExtendedId(*camera).find(":link0:GA") != std::string::npos;
+    QCOMPARE(found, cameras);
 }
 
 void TestGentl::records_data()
