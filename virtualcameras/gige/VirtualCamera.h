@@ -5,6 +5,7 @@
 #include "DeviceAddressSpace.h"
 #include "GvcpHandler.h"
 #include "GvcpServer.h"
+#include "StreamChannel.h"
 #include "VirtualCameraOptions.h"
 
 #include <sim/SimWorld.h>
@@ -15,8 +16,8 @@
 
 namespace vcam {
 
-// One camera of the simulator's device model, served over the GigE Vision control
-// protocol: its own simulator world, control channel, address space and server.
+// One camera of the simulator's device model, served over GigE Vision: its own simulator
+// world, control and stream channel, address space and server.
 class VirtualCamera
 {
 public:
@@ -28,6 +29,7 @@ public:
     std::shared_ptr<grb::sim::SimWorld> World() const { return m_world; }
     DeviceAddressSpace& AddressSpace() { return *m_space; }
     GvcpHandler& Handler() { return *m_handler; }
+    StreamChannel& Stream() { return *m_stream; }
     const std::string& Serial() const { return m_serial; }
 
     // Opens the sockets; false with the reason.
@@ -41,6 +43,7 @@ private:
     std::string m_serial;
     uint32_t m_address = 0;
     std::unique_ptr<ControlChannel> m_control;
+    std::unique_ptr<StreamChannel> m_stream;
     std::unique_ptr<DeviceAddressSpace> m_space;
     std::unique_ptr<GvcpHandler> m_handler;
     std::unique_ptr<GvcpServer> m_server;

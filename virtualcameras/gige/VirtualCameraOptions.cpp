@@ -22,7 +22,7 @@ bool toNumber(const std::string& text, long long min, long long max, long long& 
 const char* VirtualCameraOptions::Usage()
 {
     return "usage: pellix-virtual-camera --address 127.X.Y.Z --serial SERIAL [options]\n"
-           "Serves one simulated camera over the GigE Vision control protocol on a loopback address.\n"
+           "Serves one simulated camera over GigE Vision, control and image stream, on a loopback address.\n"
            "  --address ADDR           loopback IPv4 address to answer on (port 3956)\n"
            "  --serial SERIAL          the camera to serve: serial number, id or extended id\n"
            "  --description FILE       simulator description to take the camera from (default: the demo set)\n"

@@ -1,4 +1,4 @@
-// pellix-virtual-camera: one simulated camera on the GigE Vision control protocol.
+// pellix-virtual-camera: one simulated camera on GigE Vision, control and image stream.
 #include "VirtualCamera.h"
 
 #include <csignal>
