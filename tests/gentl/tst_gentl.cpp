@@ -39,7 +39,6 @@ camera id=GC model=T-R402 serial=GC1 transport=gige interface=link0 held=yes
 
 const QString kProducer = QStringLiteral(PELLIX_GENTL_PRODUCER);
 const QString kCamera = QStringLiteral("GenTL:pellix-gentl.cti:link0:GA");
-const QString kFaulty = QStringLiteral("GenTL:faulty.cti:link0:GA");
 
 GrbCPP::GrbSystem& sdk()
 {
