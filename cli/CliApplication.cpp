@@ -116,6 +116,11 @@ int CliApplication::Run(const QStringList& arguments)
                     .toJson(QJsonDocument::Indented)));
         return static_cast<int>(code);
     }
+    // A transport layer that loaded only in part (a GenTL producer that did not) is worth
+    // a line: its cameras would otherwise just be missing.
+    const QString startup = session.Controller()->GetStartupMessage();
+    if (!startup.isEmpty())
+        m_console.Warning(QStringLiteral("camera SDK start-up: %1").arg(startup));
     const ExitCode code = RunCommand(session, options);
     session.Stop();
     return static_cast<int>(code);

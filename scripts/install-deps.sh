@@ -9,6 +9,8 @@ packages=(
     libaravis-dev aravis-tools
     # aravis-0.8.pc requires libusb-1.0, which libaravis-dev does not pull in.
     libusb-1.0-0-dev
+    # Zipped GenICam descriptions of GenTL producers' cameras, in both directions.
+    zlib1g-dev
     # scripts/fuzz.sh: clang with its libFuzzer and sanitizer runtimes.
     clang libclang-rt-dev
 )

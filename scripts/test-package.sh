@@ -139,8 +139,8 @@ for size in 16 32 48 64 128 256; do
 done
 echo "ok   icons 16 to 256 px, as scripts/draw-icons.py draws them"
 
-for page in pellix-file-access pellix-fa pellix-virtual-camera; do
-    file=$share/man/man1/$page.1.gz
+for page in pellix-file-access.1 pellix-fa.1 pellix-virtual-camera.1 pellix-gentl.7; do
+    file=$share/man/man${page##*.}/$page.gz
     [ -f "$file" ] || fail "no manual page for $page"
     LC_ALL=C.UTF-8 MANROFFSEQ='' MANWIDTH=80 man --warnings -E UTF-8 -l -Tutf8 -Z "$file" >/dev/null 2>"$work/man" || true
     [ ! -s "$work/man" ] || { cat "$work/man"; fail "manual page $page has errors"; }
@@ -159,6 +159,27 @@ grep -q "40100271" "$work/list" && grep -q "22031577" "$work/list" ||
     { cat "$work/list"; fail "pellix-fa --simulate list misses the demo cameras"; }
 echo "ok   pellix-fa --simulate list:"
 sed 's/^/       /' "$work/list"
+
+# The installed GenTL producer, loaded by the installed pellix-fa: its other transport
+# layers search the network, so this runs in a namespace with only loopback.
+cti=$(find "$root/usr/lib" -name pellix-gentl.cti)
+[ -n "$cti" ] || fail "the GenTL producer pellix-gentl.cti is not installed"
+isolate=
+for candidate in "unshare -n" "unshare -rn"; do
+    if $candidate true 2>/dev/null; then
+        isolate=$candidate
+        break
+    fi
+done
+if [ -n "$isolate" ]; then
+    env -u GRB_SIMULATOR GRB_GENTL_PRODUCER="$cti" $isolate "$bin/pellix-fa" list --all >"$work/gentl" 2>&1 ||
+        { cat "$work/gentl"; fail "pellix-fa list with the installed GenTL producer failed"; }
+    grep "Pellix GenTL Simulator" "$work/gentl" >/dev/null ||
+        { cat "$work/gentl"; fail "pellix-fa list misses the GenTL producer's cameras"; }
+    echo "ok   pellix-fa with the installed GenTL producer ($cti)"
+else
+    echo "skip the installed GenTL producer: no network namespace with only loopback can be made here"
+fi
 
 # Whole outputs to files: grep -q would stop reading early, and pipefail would take the
 # writer's SIGPIPE for a failure.

@@ -1,6 +1,7 @@
 #include "AravisConnection.h"
 
 #include "AravisError.h"
+#include "AravisPortDevice.h"
 
 #include <arv.h>
 
@@ -53,11 +54,7 @@ GrbErrorType AravisConnection::Open(const AravisDeviceInfo& info, bool writable,
     if (!device)
         return err != GrbErrorSuccess ? err : AravisError::Fail(GrbErrorTransportLayer, "the camera did not open");
 
-    // Both checks are off in Aravis unless asked for; the cache would hide what a
-    // camera changes by itself (a command's completion, a file operation's status).
-    arv_device_set_range_check_policy(device, ARV_RANGE_CHECK_POLICY_ENABLE);
-    arv_device_set_access_check_policy(device, ARV_ACCESS_CHECK_POLICY_ENABLE);
-    arv_device_set_register_cache_policy(device, ARV_REGISTER_CACHE_POLICY_DISABLE);
+    _Configure(device);
 
     GError* error = nullptr;
     ArvCamera* camera = arv_camera_new_with_device(device, &error);
@@ -92,6 +89,32 @@ GrbErrorType AravisConnection::Open(const AravisDeviceInfo& info, bool writable,
     return GrbErrorSuccess;
 }
 
+void AravisConnection::_Configure(ArvDevice* device)
+{
+    // Both checks are off in Aravis unless asked for; the cache would hide what a
+    // camera changes by itself (a command's completion, a file operation's status).
+    arv_device_set_range_check_policy(device, ARV_RANGE_CHECK_POLICY_ENABLE);
+    arv_device_set_access_check_policy(device, ARV_ACCESS_CHECK_POLICY_ENABLE);
+    arv_device_set_register_cache_policy(device, ARV_REGISTER_CACHE_POLICY_DISABLE);
+}
+
+GrbErrorType AravisConnection::OverPort(std::shared_ptr<RegisterPort> port, const std::string& xml,
+                                        GrbTransportLayerType type, bool writable,
+                                        std::shared_ptr<AravisConnection>& connection)
+{
+    ArvDevice* device = AravisPortDevice::New(std::move(port), xml);
+    if (!device)
+        return AravisError::Fail(GrbErrorTransportLayer, "the camera's GenICam description is not a GenICam document");
+    _Configure(device);
+    std::shared_ptr<AravisConnection> result(new AravisConnection());
+    result->m_device = device;
+    result->m_type = type;
+    result->m_writable = writable;
+    result->m_loss = std::make_unique<LossWatch>();
+    connection = std::move(result);
+    return GrbErrorSuccess;
+}
+
 AravisConnection::~AravisConnection()
 {
     Close();
@@ -113,8 +136,7 @@ void AravisConnection::Close()
     if (m_lossHandler)
         g_signal_handler_disconnect(m_device, m_lossHandler);
     m_lossHandler = 0;
-    g_object_unref(m_camera);
-    m_camera = nullptr;
+    g_clear_object(&m_camera);
     // Leaves control and joins the heartbeat thread, so no loss report runs after this.
     g_object_unref(m_device);
     m_device = nullptr;

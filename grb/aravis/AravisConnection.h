@@ -2,6 +2,7 @@
 #define GRB_ARAVIS_ARAVISCONNECTION_H
 
 #include "AravisDeviceInfo.h"
+#include "RegisterPort.h"
 
 #include <atomic>
 #include <cstdint>
@@ -24,6 +25,11 @@ public:
     // with no lock of this class held.
     static GrbErrorType Open(const AravisDeviceInfo& info, bool writable, std::function<void()> onControlLost,
                              std::shared_ptr<AravisConnection>& connection);
+    // The GenICam engine over a register port of another transport, from the
+    // description the port gave. Has no Aravis camera; -13 when the description is not
+    // a GenICam document.
+    static GrbErrorType OverPort(std::shared_ptr<RegisterPort> port, const std::string& xml, GrbTransportLayerType type,
+                                 bool writable, std::shared_ptr<AravisConnection>& connection);
     ~AravisConnection();
     AravisConnection(const AravisConnection&) = delete;
     AravisConnection& operator=(const AravisConnection&) = delete;
@@ -34,7 +40,8 @@ public:
     bool Writable() const { return m_writable; }
     uint32_t StreamCount() const { return m_streamCount; }
 
-    // Runs f on the device under the lock; -13 once closed or after control was lost.
+    // Runs f on the device under the lock; -13 once closed or after control was lost. The
+    // camera is null for a connection over a port.
     GrbErrorType Run(const std::function<GrbErrorType(ArvDevice*, ArvCamera*)>& f);
 
 private:
@@ -46,6 +53,8 @@ private:
 
     AravisConnection() = default;
     static void _OnControlLost(void* device, void* watch);
+    // Range and access checks on, the register cache off.
+    static void _Configure(ArvDevice* device);
 
     std::mutex m_mutex;
     ArvDevice* m_device = nullptr;

@@ -8,6 +8,11 @@ namespace {
 
 thread_local std::string t_lastMessage;
 
+GQuark sdkDomain()
+{
+    return g_quark_from_static_string("grb-sdk-error");
+}
+
 GrbErrorType deviceCode(int code)
 {
     switch (code)
@@ -72,7 +77,9 @@ GrbErrorType AravisError::Take(GError* error)
     if (!error)
         return GrbErrorSuccess;
     GrbErrorType code = GrbErrorTransportLayer;
-    if (error->domain == ARV_DEVICE_ERROR)
+    if (error->domain == sdkDomain())
+        code = error->code;
+    else if (error->domain == ARV_DEVICE_ERROR)
         code = deviceCode(error->code);
     else if (error->domain == ARV_GC_ERROR)
         code = genicamCode(error->code);
@@ -87,6 +94,11 @@ GrbErrorType AravisError::Fail(GrbErrorType code, const std::string& message)
 {
     t_lastMessage = message;
     return code;
+}
+
+void AravisError::Raise(GError** error, GrbErrorType code, const std::string& message)
+{
+    g_set_error_literal(error, sdkDomain(), code, message.c_str());
 }
 
 std::string AravisError::LastMessage()

@@ -18,6 +18,9 @@ public:
     static GrbErrorType Take(GError* error);
     // Records a failure found without Aravis (a refused argument, a lost device).
     static GrbErrorType Fail(GrbErrorType code, const std::string& message);
+    // Hands an SDK code through Aravis: a device of our own that fails inside an Aravis
+    // call sets it, and Take gives the same code back.
+    static void Raise(GError** error, GrbErrorType code, const std::string& message);
     static std::string LastMessage();
 };
 

@@ -237,6 +237,11 @@ GrbErrorType AravisNodeMap::Write(const std::string& name, GrbFeatureDataType ty
             if (error)
                 break;
             // Aravis always writes the register's whole length: a short write is padded.
+            if (value.bytes.size() == size && size % 4 == 0)
+            {
+                arv_gc_register_set(reg, value.bytes.data(), size, &error);
+                break;
+            }
             std::vector<uint8_t> whole = registerBuffer(size);
             std::copy(value.bytes.begin(), value.bytes.begin() + std::min<size_t>(value.bytes.size(), whole.size()),
                       whole.begin());

@@ -1,6 +1,7 @@
 #include "TransportLayerTable.h"
 
 #include "../aravis/AravisDriver.h"
+#include "../gentlconsumer/GentlDriver.h"
 #include "../sim/SimulatorDriver.h"
 
 #include <cstdlib>
@@ -29,6 +30,7 @@ const std::vector<Row>& rows()
         {"USB3 Vision", false, [](const std::string&, std::string&) {
              return aravis::AravisDriver::Create(GrbTransportLayerU3V);
          }},
+        {"GenTL", false, [](const std::string&, std::string& error) { return gentl::GentlDriver::Create(error); }},
     };
     return table;
 }
@@ -45,9 +47,10 @@ std::vector<std::unique_ptr<TransportLayerDriver>> TransportLayerTable::Load(std
         if (row.simulator != !simulator.empty())
             continue;
         std::string reason;
+        // A layer may load and still have something to say (a producer that did not).
         if (auto driver = row.create(simulator, reason))
             drivers.push_back(std::move(driver));
-        else if (!reason.empty())
+        if (!reason.empty())
             error += (error.empty() ? "" : "; ") + std::string(row.name) + ": " + reason;
     }
     return drivers;

@@ -17,7 +17,7 @@ public:
     static constexpr const char* kSimulatorVariable = "GRB_SIMULATOR";
 
     // The layers to run. A refused simulator description leaves the list empty and
-    // says why in error.
+    // says why in error, as do producers the GenTL layer could not load.
     static std::vector<std::unique_ptr<TransportLayerDriver>> Load(std::string& error);
 };
 

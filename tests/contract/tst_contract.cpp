@@ -1,8 +1,9 @@
 // What every transport layer gives the SDK's caller alike: feature values and their
 // rules, device memory, single images, and the camera's file storage through the File
-// Access Control features. One set of rows, run once per transport (the first argument): the
-// simulator, the virtual GigE Vision camera and Aravis's fake camera, the last two over
-// Aravis in a loopback-only network namespace. The fake camera keeps no files.
+// Access Control features. One set of rows, run once per transport (the first argument):
+// the simulator, the virtual GigE Vision camera and Aravis's fake camera (the two over
+// Aravis), and the simulator's GenTL producer through the GenTL layer; all but the
+// simulator in a loopback-only network namespace. The fake camera keeps no files.
 #include "CameraProcess.h"
 #include "FakeCamera.h"
 #include "GrbTestSupport.h"
@@ -25,8 +26,9 @@ using namespace GrbTest;
 
 namespace {
 
-// The simulator and the virtual camera serve this camera; its features are those of
-// the fake camera's description (fake-camera.xml), so the same rows hold for all three.
+// The simulator, the virtual camera and the GenTL producer serve this camera; its
+// features are those of the fake camera's description (fake-camera.xml), so the same
+// rows hold for all.
 const QByteArray kDescription = R"(
 camera id=CT model=Contract serial=CT1 transport=gige capacity=100000 buffer=1024 slots=UserSet1 firmware="Firmware 1.0" reset-delay=50
 file selector=Userfile name=hello.txt text="hello camera\n"
@@ -51,7 +53,7 @@ constexpr int kChunk = 1024;
     QSKIP("Aravis's fake camera keeps no files")
 
 // What the device refused reaches the caller as such only from the simulator; GigE
-// Vision carries a protocol status, not the reason.
+// Vision and GenTL carry a status, not the reason.
 #define COMPARE_REFUSAL(err, code)                                                                                     \
     if (g_transport == Transport::Simulator)                                                                           \
         QCOMPARE(int(err), int(code));                                                                                 \
@@ -62,7 +64,8 @@ enum class Transport
 {
     Simulator,
     VirtualCamera,
-    FakeCamera
+    FakeCamera,
+    Gentl
 };
 Transport g_transport = Transport::Simulator;
 
@@ -268,9 +271,18 @@ void TestContract::_StartCamera(QString& error)
 {
     const QString description = m_dir.filePath(QStringLiteral("cameras.txt"));
     QFile file(description);
-    if (!file.open(QIODevice::WriteOnly) || file.write(kDescription) != kDescription.size())
+    // Away long enough after a reset for the GenTL layer's next look to notice.
+    QByteArray text = kDescription;
+    if (g_transport == Transport::Gentl)
+        text.replace("reset-delay=50", "reset-delay=1500");
+    if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size())
         error = QStringLiteral("cannot write %1").arg(description);
     file.close();
+    if (g_transport == Transport::Gentl)
+    {
+        qputenv("PELLIX_GENTL_DESCRIPTION", QFile::encodeName(description));
+        qputenv("GRB_GENTL_PRODUCER", PELLIX_GENTL_PRODUCER);
+    }
     if (g_transport == Transport::VirtualCamera)
     {
         m_virtual = std::make_unique<CameraProcess>(
@@ -841,11 +853,16 @@ int main(int argc, char** argv)
         g_transport = Transport::VirtualCamera;
     else if (transport == "fake-camera")
         g_transport = Transport::FakeCamera;
+    else if (transport == "gentl")
+        g_transport = Transport::Gentl;
     else if (transport != "simulator")
     {
-        std::fprintf(stderr, "usage: %s simulator|virtual-camera|fake-camera [QtTest options]\n", argv[0]);
+        std::fprintf(stderr, "usage: %s simulator|virtual-camera|fake-camera|gentl [QtTest options]\n", argv[0]);
         return 2;
     }
+    // No producer of this machine's joins in.
+    qunsetenv("GENICAM_GENTL64_PATH");
+    qunsetenv("GRB_GENTL_PRODUCER");
     QString reason;
     if (g_transport != Transport::Simulator && !NetworkNamespace::Enter({}, reason))
         reason = QStringLiteral("no loopback-only network namespace: ") + reason;

@@ -7,7 +7,12 @@ CameraHolder::~CameraHolder()
 
 bool CameraHolder::Hold(const QString& address, QString& error)
 {
-    m_process.start(QStringLiteral(ARAVIS_CAMERA_HOLDER), {address});
+    return Hold(QStringLiteral(ARAVIS_CAMERA_HOLDER), {address}, error);
+}
+
+bool CameraHolder::Hold(const QString& program, const QStringList& arguments, QString& error)
+{
+    m_process.start(program, arguments);
     if (!m_process.waitForStarted(5000))
     {
         error = QStringLiteral("the holder did not start");

@@ -1,5 +1,6 @@
-// Another application holding a GigE Vision camera: the aravis_camera_holder helper,
-// which takes control through Aravis and keeps it until its input closes.
+// Another application holding a camera: by default the aravis_camera_holder helper,
+// which takes a GigE Vision camera's control through Aravis; any helper that says
+// "held" once it has the camera and keeps it until its input closes.
 #ifndef TESTS_ARAVIS_CAMERAHOLDER_H
 #define TESTS_ARAVIS_CAMERAHOLDER_H
 
@@ -12,6 +13,7 @@ public:
     ~CameraHolder();
     // Returns once the helper holds the camera; false with what it said otherwise.
     bool Hold(const QString& address, QString& error);
+    bool Hold(const QString& program, const QStringList& arguments, QString& error);
     void Release();
     // Ends the helper without letting go, as a crashed application does.
     void Kill();

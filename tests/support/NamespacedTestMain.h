@@ -14,6 +14,9 @@
     {                                                                                                                  \
         QString reason;                                                                                                \
         const bool isolated = NetworkNamespace::Enter(QStringList{__VA_ARGS__}, reason);                               \
+        /* No GenTL producer of this machine joins in; a test that wants one names it. */                              \
+        qunsetenv("GENICAM_GENTL64_PATH");                                                                             \
+        qunsetenv("GRB_GENTL_PRODUCER");                                                                               \
         QCoreApplication app(argc, argv);                                                                              \
         TestClass test(isolated ? QString() : reason);                                                                 \
         return QTest::qExec(&test, argc, argv);                                                                        \

@@ -40,6 +40,12 @@ VirtualDevice::VirtualDevice(std::shared_ptr<grb::sim::SimWorld> world, std::str
 {
 }
 
+VirtualDevice::~VirtualDevice()
+{
+    if (m_open)
+        m_world->Close(m_index, m_generation);
+}
+
 bool VirtualDevice::Build(const std::string& xmlName, const GenICamXml::TransportNodes& transport, std::string& error)
 {
     std::vector<grb::DeviceRecord> devices;
@@ -257,8 +263,9 @@ uint16_t VirtualDevice::_WriteRegister(SimDevice& device, const RegisterMap::Reg
         const uint32_t inside = offset < length ? std::min(count, length - offset) : 0;
         return inside ? StatusOf(features.SetRawPart(name, offset, data, inside)) : status::kSuccess;
     }
-    // Any other register is written whole, in one message.
-    if (offset != 0 || count != r.span)
+    // Any other register is written whole, in one message: its length, or its word-rounded
+    // extent where the transport moves whole words.
+    if (offset != 0 || (count != r.span && count != r.length))
         return status::kInvalidParameter;
     GrbErrorType err = GrbErrorSuccess;
     switch (r.type)

@@ -23,6 +23,10 @@ class VirtualDevice
 public:
     // camera: extended id, id or serial of the world's camera.
     VirtualDevice(std::shared_ptr<grb::sim::SimWorld> world, std::string camera, ByteOrder order);
+    // Lets the camera be opened again, by another virtual device or in the world itself.
+    ~VirtualDevice();
+    VirtualDevice(const VirtualDevice&) = delete;
+    VirtualDevice& operator=(const VirtualDevice&) = delete;
 
     // Lays out the registers and writes the GenICam file, named xmlName in its URL;
     // false with the reason.

@@ -1,0 +1,330 @@
+// Moves a 16 MiB file through PXCamera over the GenTL layer, to and from a camera of
+// the simulator's GenTL producer, and sets each direction beside two bounds made of
+// plain GCReadPort / GCWritePort calls straight into the producer, with nothing of the
+// SDK between:
+//   - the same file moved by the same device operations per 64 KiB chunk (offset,
+//     operation, execute, completion, buffer) between the camera and a local file, as
+//     the least a GenTL application moving this file has to do;
+//   - the same bytes as bare chunk reads and writes of the camera's FileAccessBuffer,
+//     which in a producer in the same process cost a memory copy.
+// The sides take turns, each with the producer loaded afresh. The SDK's other layers
+// run too, so this runs in a loopback-only network namespace of its own, and says why
+// when none can be made.
+//
+//   bench_gentl [ROUNDS]
+
+#include "NetworkNamespace.h"
+
+#include "device/PXCameraManager.h"
+#include "sdk/ApiController.h"
+
+#include <GrbCPP/GrbSystem.h>
+#include <ByteOrder.h>
+#include <RegisterMap.h>
+#include <gentl/GenTLApi.h>
+#include <sim/SimDescription.h>
+#include <sim/SimWorld.h>
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QThread>
+
+#include <dlfcn.h>
+
+#include <chrono>
+#include <cstdio>
+#include <functional>
+#include <map>
+#include <memory>
+#include <vector>
+
+namespace {
+
+constexpr long kFileSize = 16L * 1024 * 1024;
+constexpr size_t kChunk = 65536;
+const char* const kExtendedId = "GenTL:pellix-gentl.cti:sim-eth0:BENCH";
+const char* const kDescription = "camera id=BENCH model=Bench serial=BENCH1 transport=gige capacity=67108864\n"
+                                 "file selector=Userfile name=big.bin size=16777216 seed=9\n";
+
+double megabytesPerSecond(double seconds)
+{
+    return kFileSize / seconds / 1e6;
+}
+
+double timed(const std::function<bool()>& run)
+{
+    const auto start = std::chrono::steady_clock::now();
+    if (!run())
+        return 0;
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+void keepBest(double& best, double seconds)
+{
+    if (seconds > 0 && (best == 0 || seconds < best))
+        best = seconds;
+}
+
+// The camera's File Access Control registers, where the producer puts them: it lays a
+// camera's registers out the way the device core does, from the same description.
+struct Registers
+{
+    std::map<std::string, vcam::RegisterMap::Register> byName;
+    std::map<std::string, int64_t> entries; // "Feature/Entry"
+
+    bool Load()
+    {
+        std::vector<grb::sim::SimCameraConfig> cameras;
+        std::string error;
+        grb::sim::SimDescription::Parse(kDescription, cameras, error);
+        grb::sim::SimWorld world(cameras);
+        size_t index = 0;
+        uint64_t generation = 0;
+        world.Open(cameras.front().extendedId, GrbAccessModeRead, index, generation);
+        world.Call(index, generation, [&](grb::sim::SimDevice& device) {
+            const vcam::RegisterMap map(device.Features().Features());
+            for (const auto& r : map.Registers())
+                byName[r.feature] = r;
+            for (const grb::sim::SimFeature* f : device.Features().Features())
+                for (const auto& e : f->entries)
+                    entries[f->name + "/" + e.name] = e.value;
+            return GrbErrorSuccess;
+        });
+        return byName.count("FileAccessBuffer") && byName.count("FileOperationExecute");
+    }
+};
+
+// The producer loaded and driven directly, the camera opened exclusively.
+class RawCamera
+{
+public:
+    RawCamera(const char* producer, const Registers& registers)
+        : m_registers(registers)
+    {
+        m_library = dlopen(producer, RTLD_NOW | RTLD_LOCAL);
+        if (!m_library)
+            return;
+#define RESOLVE(name) name = reinterpret_cast<P##name>(dlsym(m_library, #name))
+        RESOLVE(GCInitLib);
+        RESOLVE(GCCloseLib);
+        RESOLVE(TLOpen);
+        RESOLVE(TLClose);
+        RESOLVE(TLUpdateInterfaceList);
+        RESOLVE(TLOpenInterface);
+        RESOLVE(IFUpdateDeviceList);
+        RESOLVE(IFOpenDevice);
+        RESOLVE(DevGetPort);
+        RESOLVE(DevClose);
+        RESOLVE(GCReadPort);
+        RESOLVE(GCWritePort);
+#undef RESOLVE
+        bool8_t changed = 0;
+        m_ok = GCInitLib() == GC_ERR_SUCCESS && TLOpen(&m_system) == GC_ERR_SUCCESS &&
+               TLUpdateInterfaceList(m_system, &changed, 1000) == GC_ERR_SUCCESS &&
+               TLOpenInterface(m_system, "sim-eth0", &m_interface) == GC_ERR_SUCCESS &&
+               IFUpdateDeviceList(m_interface, &changed, 1000) == GC_ERR_SUCCESS &&
+               IFOpenDevice(m_interface, "BENCH", DEVICE_ACCESS_EXCLUSIVE, &m_device) == GC_ERR_SUCCESS &&
+               DevGetPort(m_device, &m_port) == GC_ERR_SUCCESS;
+    }
+    ~RawCamera()
+    {
+        if (!m_library)
+            return;
+        if (m_device)
+            DevClose(m_device);
+        if (m_system)
+            TLClose(m_system);
+        GCCloseLib();
+        dlclose(m_library);
+    }
+
+    bool Ok() const { return m_ok; }
+
+    bool Read(const char* feature, void* data, size_t size)
+    {
+        return m_ok && GCReadPort(m_port, m_registers.byName.at(feature).address, data, &size) == GC_ERR_SUCCESS;
+    }
+    bool Write(const char* feature, const void* data, size_t size)
+    {
+        return m_ok && GCWritePort(m_port, m_registers.byName.at(feature).address, data, &size) == GC_ERR_SUCCESS;
+    }
+    // An integer, entry or command register, big-endian as a GigE Vision camera's.
+    bool WriteNumber(const char* feature, int64_t value)
+    {
+        const auto& r = m_registers.byName.at(feature);
+        uint8_t bytes[8];
+        vcam::PutUint(bytes, static_cast<uint64_t>(value), r.length, vcam::ByteOrder::Big);
+        return Write(feature, bytes, r.length);
+    }
+    bool WriteEntry(const char* feature, const char* entry)
+    {
+        return WriteNumber(feature, m_registers.entries.at(std::string(feature) + "/" + entry));
+    }
+    bool WriteText(const char* feature, const std::string& text)
+    {
+        std::vector<char> bytes(m_registers.byName.at(feature).length, '\0');
+        std::copy(text.begin(), text.end(), bytes.begin());
+        return Write(feature, bytes.data(), bytes.size());
+    }
+    bool Execute(const char* operation)
+    {
+        uint8_t done[4] = {1, 1, 1, 1};
+        return WriteEntry("FileOperationSelector", operation) && WriteNumber("FileOperationExecute", 1) &&
+               Read("FileOperationExecute", done, sizeof done) && vcam::GetUint(done, 4, vcam::ByteOrder::Big) == 0;
+    }
+    // The file big.bin to a local file or back, chunk by chunk, as PXCamera does it.
+    bool MoveFile(bool download, const std::string& local)
+    {
+        std::FILE* file = std::fopen(local.c_str(), download ? "wb" : "rb");
+        if (!file)
+            return false;
+        std::vector<uint8_t> chunk(kChunk);
+        bool ok = WriteEntry("FileSelector", "Userfile") && WriteText("Filename", download ? "big.bin" : "copy.bin") &&
+                  WriteEntry("FileOpenMode", download ? "Read" : "Write") && Execute("Open") &&
+                  WriteNumber("FileAccessLength", kChunk);
+        for (long offset = 0; ok && offset < kFileSize; offset += long(kChunk))
+        {
+            ok = WriteNumber("FileAccessOffset", offset);
+            if (download)
+                ok = ok && Execute("Read") && Read("FileAccessBuffer", chunk.data(), kChunk) &&
+                     std::fwrite(chunk.data(), 1, kChunk, file) == kChunk;
+            else
+                ok = ok && std::fread(chunk.data(), 1, kChunk, file) == kChunk &&
+                     Write("FileAccessBuffer", chunk.data(), kChunk) && Execute("Write");
+        }
+        ok = Execute("Close") && ok;
+        return std::fclose(file) == 0 && ok;
+    }
+
+    PGCInitLib GCInitLib = nullptr;
+    PGCCloseLib GCCloseLib = nullptr;
+    PTLOpen TLOpen = nullptr;
+    PTLClose TLClose = nullptr;
+    PTLUpdateInterfaceList TLUpdateInterfaceList = nullptr;
+    PTLOpenInterface TLOpenInterface = nullptr;
+    PIFUpdateDeviceList IFUpdateDeviceList = nullptr;
+    PIFOpenDevice IFOpenDevice = nullptr;
+    PDevGetPort DevGetPort = nullptr;
+    PDevClose DevClose = nullptr;
+    PGCReadPort GCReadPort = nullptr;
+    PGCWritePort GCWritePort = nullptr;
+
+private:
+    const Registers& m_registers;
+    void* m_library = nullptr;
+    bool m_ok = false;
+    TL_HANDLE m_system = nullptr;
+    IF_HANDLE m_interface = nullptr;
+    DEV_HANDLE m_device = nullptr;
+    PORT_HANDLE m_port = nullptr;
+};
+
+struct Figures
+{
+    double pxDownload = 0, pxUpload = 0;
+    double fileDownload = 0, fileUpload = 0;
+    double bufferRead = 0, bufferWrite = 0;
+};
+
+// One round of the bounds.
+bool rawRound(const Registers& registers, const std::string& local, Figures& best)
+{
+    RawCamera camera(PELLIX_GENTL_PRODUCER, registers);
+    if (!camera.Ok())
+        return false;
+    const double download = timed([&] { return camera.MoveFile(true, local); });
+    const double upload = timed([&] { return camera.MoveFile(false, local); });
+    std::vector<uint8_t> chunk(kChunk, 0x5A);
+    auto move = [&](bool read) {
+        for (long done = 0; done < kFileSize; done += long(kChunk))
+            if (!(read ? camera.Read("FileAccessBuffer", chunk.data(), kChunk)
+                       : camera.Write("FileAccessBuffer", chunk.data(), kChunk)))
+                return false;
+        return true;
+    };
+    const double read = timed([&] { return move(true); });
+    const double write = timed([&] { return move(false); });
+    keepBest(best.fileDownload, download);
+    keepBest(best.fileUpload, upload);
+    keepBest(best.bufferRead, read);
+    keepBest(best.bufferWrite, write);
+    return download > 0 && upload > 0 && read > 0 && write > 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QString reason;
+    if (!NetworkNamespace::Enter({}, reason))
+    {
+        std::printf("skipped: %s\n", qPrintable(reason));
+        return 0;
+    }
+    QCoreApplication app(argc, argv);
+    const int rounds = argc > 1 ? std::max(1, std::atoi(argv[1])) : 3;
+    QTemporaryDir dir;
+    const QString description = dir.filePath(QStringLiteral("bench.txt"));
+    QFile file(description);
+    if (!file.open(QIODevice::WriteOnly) || file.write(kDescription) < 0)
+        return 1;
+    file.close();
+    qunsetenv("GRB_SIMULATOR");
+    qunsetenv("GENICAM_GENTL64_PATH");
+    qputenv("GRB_GENTL_PRODUCER", PELLIX_GENTL_PRODUCER);
+    qputenv("PELLIX_GENTL_DESCRIPTION", QFile::encodeName(description));
+    Registers registers;
+    Figures best;
+    bool ok = registers.Load();
+    const QString id = QString::fromLatin1(kExtendedId);
+    const QString local = dir.filePath(QStringLiteral("big.bin"));
+    for (int round = 0; round < rounds && ok; ++round)
+    {
+        if (GrbCPP::GrbSystem::GetInstance().Startup() != GrbErrorSuccess)
+            return 1;
+        {
+            auto controller = std::make_shared<ApiController>();
+            PXCameraManager manager(controller);
+            std::unique_ptr<PXCamera> opened(manager.Open(id));
+            if (!opened)
+            {
+                std::fprintf(stderr, "the producer's camera did not open\n");
+                return 1;
+            }
+            long written = 0;
+            const double down = timed([&] {
+                return opened->DownloadDeviceFile(qPrintable(local), "big.bin", "Userfile", &written) &&
+                       written == kFileSize;
+            });
+            const double up = timed([&] {
+                return opened->UploadLocalFile("copy.bin", qPrintable(local), "Userfile", &written) &&
+                       written == kFileSize;
+            });
+            opened.reset();
+            manager.Close(id);
+            keepBest(best.pxDownload, down);
+            keepBest(best.pxUpload, up);
+            ok = down > 0 && up > 0;
+        }
+        GrbCPP::GrbSystem::GetInstance().Shutdown();
+        ok = ok && rawRound(registers, local.toStdString(), best);
+    }
+    if (!ok)
+    {
+        std::fprintf(stderr, "a transfer failed\n");
+        return 1;
+    }
+    std::printf("16 MiB through the GenTL layer and the simulator's producer, best of %d rounds\n", rounds);
+    std::printf("%-9s %9s %22s %7s %21s %7s\n", "", "PXCamera", "raw port, same file", "ratio", "raw port, buffer only",
+                "ratio");
+    auto row = [](const char* direction, double px, double file, double buffer) {
+        std::printf("%-9s %9.1f %22.1f %7.2f %21.1f %7.2f\n", direction, megabytesPerSecond(px),
+                    megabytesPerSecond(file), file / px, megabytesPerSecond(buffer), buffer / px);
+    };
+    row("download", best.pxDownload, best.fileDownload, best.bufferRead);
+    row("upload", best.pxUpload, best.fileUpload, best.bufferWrite);
+    std::printf("(MB/s; ratio: PXCamera's throughput over the raw one's)\n");
+    return 0;
+}
