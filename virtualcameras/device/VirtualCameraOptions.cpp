@@ -21,9 +21,10 @@ bool toNumber(const std::string& text, long long min, long long max, long long& 
 
 const char* VirtualCameraOptions::Usage()
 {
-    return "usage: pellix-virtual-camera --address 127.X.Y.Z --serial SERIAL [options]\n"
-           "Serves one simulated camera over the GigE Vision control protocol on a loopback address.\n"
-           "  --address ADDR           loopback IPv4 address to answer on (port 3956)\n"
+    return "usage: pellix-virtual-camera --serial SERIAL [--address 127.X.Y.Z] [options]\n"
+           "Serves one simulated camera over its own transport: a GigE Vision camera on a loopback\n"
+           "address, a USB3 Vision camera as a virtual USB device in $PELLIX_VIRTUAL_USB_DIR.\n"
+           "  --address ADDR           loopback IPv4 address to answer on (port 3956), GigE Vision only\n"
            "  --serial SERIAL          the camera to serve: serial number, id or extended id\n"
            "  --description FILE       simulator description to take the camera from (default: the demo set)\n"
            "  --buffer BYTES           size of FileAccessBuffer and largest FileAccessLength\n"
@@ -38,7 +39,6 @@ bool VirtualCameraOptions::Parse(const std::vector<std::string>& arguments, Virt
                                  std::string& error)
 {
     options = VirtualCameraOptions();
-    bool haveAddress = false;
     for (size_t i = 0; i < arguments.size(); ++i)
     {
         const std::string& option = arguments[i];
@@ -73,7 +73,6 @@ bool VirtualCameraOptions::Parse(const std::vector<std::string>& arguments, Virt
                 error = value + " is not a loopback address (127.x.y.z)";
                 return false;
             }
-            haveAddress = true;
         }
         else if (option == "--serial")
             options.serial = value;
@@ -132,9 +131,9 @@ bool VirtualCameraOptions::Parse(const std::vector<std::string>& arguments, Virt
             return false;
         }
     }
-    if (options.serial.empty() || (!haveAddress && !options.printXml))
+    if (options.serial.empty())
     {
-        error = "--address and --serial are required";
+        error = "--serial is required";
         return false;
     }
     return true;
