@@ -257,8 +257,9 @@ uint16_t VirtualDevice::_WriteRegister(SimDevice& device, const RegisterMap::Reg
         const uint32_t inside = offset < length ? std::min(count, length - offset) : 0;
         return inside ? StatusOf(features.SetRawPart(name, offset, data, inside)) : status::kSuccess;
     }
-    // Any other register is written whole, in one message.
-    if (offset != 0 || count != r.span)
+    // Any other register is written whole, in one message: its length, or, where the
+    // transport rounds lengths up to words (GigE Vision), its span.
+    if (offset != 0 || (count != r.length && count != r.span))
         return status::kInvalidParameter;
     GrbErrorType err = GrbErrorSuccess;
     switch (r.type)
