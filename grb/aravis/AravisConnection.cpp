@@ -4,6 +4,8 @@
 
 #include <arv.h>
 
+#include <cstring>
+
 namespace grb::aravis {
 
 namespace {
@@ -35,6 +37,18 @@ ArvDevice* openGigE(const AravisDeviceInfo& info, GrbErrorType& err)
     return device;
 }
 
+ArvDevice* openUsb(const AravisDeviceInfo& info, GrbErrorType& err)
+{
+    GError* error = nullptr;
+    ArvDevice* device = arv_uv_device_new(info.vendor.c_str(), info.model.c_str(), info.serial.c_str(), &error);
+    // Another process has claimed the camera's interfaces: Aravis says so only in words.
+    const bool claimed = error && error->message && std::strstr(error->message, "LIBUSB_ERROR_BUSY");
+    err = AravisError::Take(error);
+    if (claimed)
+        err = AravisError::Fail(GrbErrorInvalidAccess, "another application holds the camera");
+    return device;
+}
+
 } // namespace
 
 GrbErrorType AravisConnection::Open(const AravisDeviceInfo& info, bool writable, std::function<void()> onControlLost,
@@ -45,11 +59,7 @@ GrbErrorType AravisConnection::Open(const AravisDeviceInfo& info, bool writable,
     if (info.type == GrbTransportLayerGEV)
         device = openGigE(info, err);
     else
-    {
-        GError* error = nullptr;
-        device = arv_uv_device_new(info.vendor.c_str(), info.model.c_str(), info.serial.c_str(), &error);
-        err = AravisError::Take(error);
-    }
+        device = openUsb(info, err);
     if (!device)
         return err != GrbErrorSuccess ? err : AravisError::Fail(GrbErrorTransportLayer, "the camera did not open");
 
@@ -83,11 +93,12 @@ GrbErrorType AravisConnection::Open(const AravisDeviceInfo& info, bool writable,
             channels = 0;
         }
         result->m_streamCount = channels > 0 ? static_cast<uint32_t>(channels) : 0;
-        result->m_lossHandler = g_signal_connect(device, "control-lost", G_CALLBACK(&AravisConnection::_OnControlLost),
-                                                 result->m_loss.get());
     }
     else
         result->m_streamCount = 1;
+    // A USB3 Vision camera is lost when it leaves the bus.
+    result->m_lossHandler = g_signal_connect(device, "control-lost", G_CALLBACK(&AravisConnection::_OnControlLost),
+                                             result->m_loss.get());
     connection = std::move(result);
     return GrbErrorSuccess;
 }

@@ -5,9 +5,9 @@ CameraHolder::~CameraHolder()
     Release();
 }
 
-bool CameraHolder::Hold(const QString& address, QString& error)
+bool CameraHolder::Hold(const QString& camera, QString& error)
 {
-    m_process.start(QStringLiteral(ARAVIS_CAMERA_HOLDER), {address});
+    m_process.start(QStringLiteral(ARAVIS_CAMERA_HOLDER), {camera});
     if (!m_process.waitForStarted(5000))
     {
         error = QStringLiteral("the holder did not start");
