@@ -83,11 +83,17 @@ UsbFunction::Sent U3vCamera::Send(uint8_t endpoint, size_t maxLength, Clock::tim
     return Sent::Data;
 }
 
-UsbFunction::Clock::time_point U3vCamera::NextEvent(Clock::time_point)
+UsbFunction::Clock::time_point U3vCamera::NextEvent(Clock::time_point now)
 {
+    // What is ready already waits for the host to ask: only what is still to come counts.
+    m_stream.Poll(now);
     Clock::time_point next = m_stream.NextFrame();
-    if (!m_acks.empty())
-        next = std::min(next, m_acks.front().at);
+    for (const Due& ack : m_acks)
+        if (ack.at > now)
+        {
+            next = std::min(next, ack.at);
+            break;
+        }
     return next;
 }
 

@@ -33,7 +33,8 @@ public:
     // False to stall the endpoint's transfer.
     virtual bool Receive(uint8_t endpoint, const uint8_t* data, size_t size, Clock::time_point now) = 0;
     virtual Sent Send(uint8_t endpoint, size_t maxLength, Clock::time_point now, std::vector<uint8_t>& data) = 0;
-    // When something may be ready to send without the host doing anything.
+    // When something not ready yet will be, without the host doing anything (a late
+    // acknowledge, a frame); what is ready already waits for the host to ask.
     virtual Clock::time_point NextEvent(Clock::time_point now) = 0;
     // Nothing is waiting to be sent.
     virtual bool Quiet() const = 0;
