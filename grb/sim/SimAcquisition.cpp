@@ -44,7 +44,7 @@ void SimAcquisition::AddFeatures(SimNodeMap& f)
     f.AddFloat("AcquisitionFrameRate", 10.0, 0.1, 200.0);
     f.AddCommand("AcquisitionStart").onCommand = [this](SimFeature&) { return _Start(); };
     f.AddCommand("AcquisitionStop").onCommand = [this](SimFeature&) {
-        _Stop();
+        Stop();
         return GrbErrorSuccess;
     };
     f.AddEnum("TriggerSelector", {{"FrameStart", 0, true}}, 0);
@@ -114,7 +114,7 @@ GrbErrorType SimAcquisition::_Start()
     return GrbErrorSuccess;
 }
 
-void SimAcquisition::_Stop()
+void SimAcquisition::Stop()
 {
     m_running = false;
     m_triggers = 0;
@@ -123,7 +123,7 @@ void SimAcquisition::_Stop()
 
 void SimAcquisition::Reset()
 {
-    _Stop();
+    Stop();
     m_epoch = Clock::now();
     m_nextId = 1;
 }
@@ -157,7 +157,7 @@ bool SimAcquisition::TakeFrame(Clock::time_point now, SimFrame& frame)
     }
     frame = Snapshot();
     if (m_framesLeft > 0 && --m_framesLeft == 0)
-        _Stop();
+        Stop();
     return true;
 }
 

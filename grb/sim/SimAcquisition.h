@@ -32,6 +32,8 @@ public:
     SimFrame Snapshot();
     // Bytes of one frame at the current settings.
     uint64_t PayloadSize();
+    // Stopped as by AcquisitionStop, say when the transport's client has gone.
+    void Stop();
     // Back on the bus: stopped, counting from the start again.
     void Reset();
 
@@ -51,7 +53,6 @@ private:
     std::string _Enum(const char* name) const;
     bool _Triggered() const;
     GrbErrorType _Start();
-    void _Stop();
 
     SimNodeMap* m_features = nullptr;
     Clock::time_point m_epoch = Clock::now();

@@ -13,12 +13,14 @@ namespace vcam {
 
 // The camera's GenICam description, written from the device model and its register
 // map: each feature with its type, range, increment, entries (with availability) and
-// access mode, on the register the map gives it, in the transport's byte order.
+// access mode, on the register the map gives it, in the transport's byte order; Root
+// holds the standard feature categories, each category its features.
 class GenICamXml
 {
 public:
     // What a transport adds to the description: nodes on registers of its own (its
-    // bootstrap registers, say), and which of them are features a user sees.
+    // bootstrap registers, say), and which of them are features a user sees; those go
+    // to the TransportLayerControl category.
     struct TransportNodes
     {
         std::string nodes;

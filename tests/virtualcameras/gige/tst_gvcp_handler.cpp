@@ -5,6 +5,7 @@
 #include "VirtualCamera.h"
 
 #include <QTemporaryDir>
+#include <QXmlStreamReader>
 #include <QtTest>
 
 #include <memory>
@@ -93,6 +94,7 @@ private slots:
     void malformedMessages_data();
     void malformedMessages();
     void registersShowTheModel();
+    void descriptionInStandardCategories();
     void controlPrivilegeAndHeartbeat();
     void heldCameraRefusesControl();
     void fileOperationsRunBeforeTheAcknowledge();
@@ -287,6 +289,38 @@ void TestGvcpHandler::registersShowTheModel()
                    {"Width", be32(0), gvcp::kStatusInvalidParameter}};
     for (const auto& r : refused)
         QCOMPARE(_Send(writeMemory(_Address(r.feature), r.value)).status, int(r.status));
+}
+
+// Root holds categories only; every feature is in one, standard features in the
+// category the naming convention gives them.
+void TestGvcpHandler::descriptionInStandardCategories()
+{
+    QMap<QString, QString> categoryOf;
+    QStringList categories;
+    QXmlStreamReader xml(QByteArray::fromStdString(m_camera->AddressSpace().Xml()));
+    QString category;
+    while (!xml.atEnd())
+    {
+        if (xml.readNext() != QXmlStreamReader::StartElement)
+            continue;
+        if (xml.name() == QLatin1String("Category"))
+            categories << (category = xml.attributes().value("Name").toString());
+        else if (xml.name() == QLatin1String("pFeature"))
+            categoryOf[xml.readElementText()] = category;
+        else if (xml.name() != QLatin1String("RegisterDescription"))
+            xml.skipCurrentElement();
+    }
+    QVERIFY2(!xml.hasError(), qPrintable(xml.errorString()));
+    for (const QString& c : categories.mid(1))
+        QCOMPARE(categoryOf.value(c), QStringLiteral("Root"));
+    for (const auto& r : m_camera->AddressSpace().Map().Registers())
+        QVERIFY2(categories.contains(categoryOf.value(QString::fromStdString(r.feature))), r.feature.c_str());
+    const QStringList expected{"DeviceFirmwareVersion=DeviceControl", "Width=ImageFormatControl",
+                               "TriggerSoftware=AcquisitionControl", "Gain=AnalogControl",
+                               "UserSetSave=UserSetControl", "FileAccessBuffer=FileAccessControl",
+                               "PayloadSize=TransportLayerControl"};
+    for (const QString& e : expected)
+        QCOMPARE(e.section('=', 0, 0) + '=' + categoryOf.value(e.section('=', 0, 0)), e);
 }
 
 void TestGvcpHandler::controlPrivilegeAndHeartbeat()
