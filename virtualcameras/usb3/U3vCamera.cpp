@@ -104,8 +104,12 @@ bool U3vCamera::Quiet() const
 
 void U3vCamera::Released(uint8_t interface)
 {
+    // The host has gone: what it started stops, as on a camera.
     if (interface == U3vDescriptors::kControlInterface)
+    {
         m_acks.clear();
+        m_space.Device().WithDevice([](grb::sim::SimDevice& device) { device.Acquisition().Stop(); });
+    }
     if (interface == U3vDescriptors::kStreamInterface)
     {
         m_space.StopStream();
