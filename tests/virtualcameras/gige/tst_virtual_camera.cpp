@@ -7,6 +7,7 @@
 #include "CameraHolder.h"
 #include "CameraProcess.h"
 #include "FakeCamera.h"
+#include "GrbTestSupport.h"
 #include "NamespacedTestMain.h"
 #include "VirtualUsb.h"
 
@@ -120,8 +121,8 @@ private slots:
 
     void discovered_data();
     void discovered();
-    void registersInTheCamerasByteOrder_data();
-    void registersInTheCamerasByteOrder();
+    void byteOrderAndPacketSize_data();
+    void byteOrderAndPacketSize();
     void roundTrips_data();
     void roundTrips();
     void slowCommandIsAcknowledgedWhenDone_data();
@@ -296,7 +297,7 @@ void TestVirtualCamera::discovered()
     QVERIFY(record.value(QStringLiteral("Full Access")).toBool());
 }
 
-void TestVirtualCamera::registersInTheCamerasByteOrder_data()
+void TestVirtualCamera::byteOrderAndPacketSize_data()
 {
     QTest::addColumn<QString>("camera");
     QTest::addColumn<bool>("bigEndian");
@@ -309,7 +310,7 @@ void TestVirtualCamera::registersInTheCamerasByteOrder_data()
     QTest::newRow("USB3 Vision") << "U" << false << 0x01D8u << 0x0500u << QByteArray("\x44\x33\x22\x11", 4);
 }
 
-void TestVirtualCamera::registersInTheCamerasByteOrder()
+void TestVirtualCamera::byteOrderAndPacketSize()
 {
     QFETCH(QString, camera);
     QFETCH(bool, bigEndian);
@@ -327,6 +328,16 @@ void TestVirtualCamera::registersInTheCamerasByteOrder()
     unsigned int size = 4;
     QVERIFY(opened->Read(0x1400, raw.data(), &size));
     QCOMPARE(raw, written);
+
+    // A USB3 Vision stream has no packet size to adjust.
+    if (bigEndian)
+        return;
+    GrbCPP::CameraPtr sdk = m_controller->GetCameraPtr(_Camera(camera).ExtendedId());
+    QVERIFY(sdk);
+    GrbCPP::StreamPtr stream = GrbTest::FirstStream(*sdk);
+    QVERIFY(stream);
+    GrbCPP::FeaturePtr adjust;
+    QCOMPARE(stream->GetFeatureByName("GVSPAdjustPacketSize", adjust), GrbErrorNotFound);
 }
 
 void TestVirtualCamera::roundTrips_data()
