@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# Fuzzes the virtual cameras' control message handling (GigE Vision, and USB3 Vision
-# with the libusb stand-in's parsing) with libFuzzer (clang, with AddressSanitizer and
-# UndefinedBehaviorSanitizer) for a bounded time each, in a build directory of its own.
-# Skips, saying why, when clang or its fuzzer runtime is missing.
+# Fuzzes the virtual cameras' control message handling (GigE Vision with its stream
+# packet resends, and USB3 Vision with the libusb stand-in's parsing) with libFuzzer
+# (clang, with AddressSanitizer and UndefinedBehaviorSanitizer) for a bounded time
+# each, in a build directory of its own. Skips, saying why, when clang or its fuzzer
+# runtime is missing.
 #
 #   scripts/fuzz.sh [SECONDS]      (default 60, for each target)
 set -euo pipefail
@@ -38,6 +39,8 @@ if [ ! -d "$corpus" ]; then
         >"$corpus/feature"
     printf '\x00\x00\x10\x42\x01\x00\x82\x00\x08\x00\x02\x00\x00\x0a\x00\x00\x00\x00\x00\x21\x00\x10\x42\x01\x00\x82\x00\x08\x00\x03\x00\x00\x0a\x00\x00\x00\x00\x02' \
         >"$corpus/control"
+    printf '\x00\x00\x18\x42\x01\x00\x82\x00\x10\x00\x02\x00\x00\x0d\x18\x7f\x00\x00\x01\x00\x00\x0d\x00\x00\x00\x13\x88\x0c\x00\x14\x42\x00\x00\x40\x00\x0c\x00\x03\x00\x00\x00\x01\x00\x00\x00\x01\x00\x00\x00\x03' \
+        >"$corpus/stream"
 fi
 export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1}"
 export UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}"

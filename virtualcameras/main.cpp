@@ -1,5 +1,5 @@
-// pellix-virtual-camera: one simulated camera over its own transport, GigE Vision on a
-// loopback address or USB3 Vision on the virtual USB bus.
+// pellix-virtual-camera: one simulated camera over its own transport, control and image
+// stream: GigE Vision on a loopback address or USB3 Vision on the virtual USB bus.
 #include "VirtualCamera.h"
 #include "VirtualUsbCamera.h"
 

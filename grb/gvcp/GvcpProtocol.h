@@ -14,6 +14,8 @@ constexpr uint16_t kPort = 3956;
 constexpr size_t kHeaderSize = 8;
 constexpr uint8_t kCommandKey = 0x42;
 constexpr uint8_t kFlagAckWanted = 0x01;
+// A PACKETRESEND with 64-bit block ids.
+constexpr uint8_t kFlagExtendedIds = 0x10;
 
 constexpr uint16_t kDiscovery = 0x0002;
 constexpr uint16_t kPacketResend = 0x0040;
@@ -70,6 +72,14 @@ constexpr uint32_t kPendingTimeout = 0x0958;
 constexpr uint32_t kControlChannelPrivilege = 0x0A00;
 constexpr uint32_t kPrimaryPort = 0x0A04;
 constexpr uint32_t kPrimaryAddress = 0x0A14;
+// Stream channel 0: host port, packet size, packet delay, destination address, source
+// port, capability.
+constexpr uint32_t kStreamChannelPort = 0x0D00;
+constexpr uint32_t kStreamChannelPacketSize = 0x0D04;
+constexpr uint32_t kStreamChannelPacketDelay = 0x0D08;
+constexpr uint32_t kStreamChannelDestination = 0x0D18;
+constexpr uint32_t kStreamChannelSourcePort = 0x0D1C;
+constexpr uint32_t kStreamChannelCapability = 0x0D20;
 
 constexpr uint32_t kUrlSize = 512;
 constexpr uint32_t kUserDefinedNameSize = 16;

@@ -101,7 +101,6 @@ private slots:
     void rawFeature_data();
     void rawFeature();
     void packetSizeAdjustment();
-    void singleFrame();
     void readOnlySessionRefusesWrites();
     void ownControlIsNotAnotherApplications();
     void heldByAnotherProcess();
@@ -319,28 +318,6 @@ void TestAravisSdk::packetSizeAdjustment()
     QCOMPARE(readRegister(*camera, 0x0D04) & 0xFFFF, 1400u);
     GrbCPP::FeaturePtr missing;
     QCOMPARE(stream->GetFeatureByName("GVSPPacketSize", missing), GrbErrorNotFound);
-}
-
-void TestAravisSdk::singleFrame()
-{
-    GrbCPP::CameraPtr camera = _Open(*m_a);
-    QVERIFY(camera);
-    QCOMPARE(SetFeature(*camera, "Width", int64_t(64)), GrbErrorSuccess);
-    QCOMPARE(SetFeature(*camera, "Height", int64_t(48)), GrbErrorSuccess);
-    QCOMPARE(SetFeature(*camera, "PixelFormat", "Mono8"), GrbErrorSuccess);
-    GrbCPP::FramePtr frame;
-    QCOMPARE(camera->AcquireSingleImage(frame, 3000), GrbErrorSuccess);
-    QVERIFY(frame);
-    GrbFrameStatusType status = GrbFrameStatusInvalid;
-    uint32_t width = 0, height = 0, size = 0;
-    QCOMPARE(frame->GetReceiveStatus(status), GrbErrorSuccess);
-    frame->GetWidth(width);
-    frame->GetHeight(height);
-    frame->GetBufferSize(size);
-    QCOMPARE(status, GrbFrameStatusType(GrbFrameStatusComplete));
-    QCOMPARE(width, 64u);
-    QCOMPARE(height, 48u);
-    QCOMPARE(size, 64u * 48u);
 }
 
 void TestAravisSdk::readOnlySessionRefusesWrites()

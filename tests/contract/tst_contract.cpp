@@ -1,10 +1,10 @@
 // What every transport layer gives the SDK's caller alike: feature values and their
-// rules, device memory, and the camera's file storage through the File Access Control
-// features. One set of rows, run once per transport (the first argument): the
-// simulator, the virtual GigE Vision camera, Aravis's fake camera and the virtual USB3
-// Vision camera (through the libusb stand-in, which CTest preloads for that run), the
-// last three over Aravis in a loopback-only network namespace. The fake camera keeps
-// no files.
+// rules, device memory, single images, and the camera's file storage through the File
+// Access Control features. One set of rows, run once per transport (the first
+// argument): the simulator, the virtual GigE Vision camera, Aravis's fake camera and the
+// virtual USB3 Vision camera (through the libusb stand-in, which CTest preloads for that
+// run), the last three over Aravis in a loopback-only network namespace. The fake camera
+// keeps no files.
 #include "CameraProcess.h"
 #include "FakeCamera.h"
 #include "GrbTestSupport.h"
@@ -241,6 +241,8 @@ private slots:
     void memory_data();
     void memory();
     void memoryOutsideTheAddressSpace();
+    void singleImage_data();
+    void singleImage();
 
     void transfersByteForByte_data();
     void transfersByteForByte();
@@ -597,6 +599,52 @@ void TestContract::memoryOutsideTheAddressSpace()
     QCOMPARE(done, 0u);
     QCOMPARE(m_camera->WriteMemory(wide ? ~0ull - 2 : 0x100000000ull, bytes, 4, done), GrbErrorBadParameter);
     QCOMPARE(m_camera->ReadMemory(kScratch, nullptr, 4, done), GrbErrorBadParameter);
+}
+
+void TestContract::singleImage_data()
+{
+    QTest::addColumn<int>("width");
+    QTest::addColumn<int>("height");
+    QTest::addColumn<QString>("pixelFormat");
+    QTest::addColumn<int>("bytesPerPixel");
+
+    QTest::newRow("Mono8") << 64 << 48 << "Mono8" << 1;
+    QTest::newRow("two bytes a pixel") << 32 << 8 << "Mono16" << 2;
+    QTest::newRow("lines across packets") << 1008 << 100 << "Mono8" << 1;
+}
+
+void TestContract::singleImage()
+{
+    QFETCH(int, width);
+    QFETCH(int, height);
+    QFETCH(QString, pixelFormat);
+    QFETCH(int, bytesPerPixel);
+
+    QCOMPARE(SetFeature(*m_camera, "Width", int64_t(width)), GrbErrorSuccess);
+    QCOMPARE(SetFeature(*m_camera, "Height", int64_t(height)), GrbErrorSuccess);
+    QCOMPARE(SetFeature(*m_camera, "PixelFormat", pixelFormat.toLatin1().constData()), GrbErrorSuccess);
+    GrbCPP::FramePtr frame;
+    QCOMPARE(m_camera->AcquireSingleImage(frame, 5000), GrbErrorSuccess);
+    QVERIFY(frame);
+    GrbFrameStatusType status = GrbFrameStatusInvalid;
+    uint32_t gotWidth = 0, gotHeight = 0, size = 0;
+    const unsigned char* data = nullptr;
+    QCOMPARE(frame->GetReceiveStatus(status), GrbErrorSuccess);
+    frame->GetWidth(gotWidth);
+    frame->GetHeight(gotHeight);
+    frame->GetBufferSize(size);
+    frame->GetBuffer(data);
+    QCOMPARE(status, GrbFrameStatusType(GrbFrameStatusComplete));
+    QCOMPARE(QList<uint32_t>({gotWidth, gotHeight, size}),
+             QList<uint32_t>({uint32_t(width), uint32_t(height), uint32_t(width * height * bytesPerPixel)}));
+    // The device model's test pattern: each byte one more than the one before it in its
+    // line and than the one above it. The fake camera draws its own.
+    if (g_transport == Transport::FakeCamera)
+        return;
+    const int line = width * bytesPerPixel;
+    for (int i = 0; i < int(size); ++i)
+        if (data[i] != uint8_t(data[0] + i / line + i % line))
+            QFAIL(qPrintable(QStringLiteral("byte %1 of line %2 is %3").arg(i % line).arg(i / line).arg(data[i])));
 }
 
 void TestContract::transfersByteForByte_data()

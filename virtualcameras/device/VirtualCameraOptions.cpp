@@ -22,8 +22,9 @@ bool toNumber(const std::string& text, long long min, long long max, long long& 
 const char* VirtualCameraOptions::Usage()
 {
     return "usage: pellix-virtual-camera --serial SERIAL [--address 127.X.Y.Z] [options]\n"
-           "Serves one simulated camera over its own transport: a GigE Vision camera on a loopback\n"
-           "address, a USB3 Vision camera as a virtual USB device in $PELLIX_VIRTUAL_USB_DIR.\n"
+           "Serves one simulated camera over its own transport, control and image stream: a GigE\n"
+           "Vision camera on a loopback address, a USB3 Vision camera as a virtual USB device in\n"
+           "$PELLIX_VIRTUAL_USB_DIR.\n"
            "  --address ADDR           loopback IPv4 address to answer on (port 3956), GigE Vision only\n"
            "  --serial SERIAL          the camera to serve: serial number, id or extended id\n"
            "  --description FILE       simulator description to take the camera from (default: the demo set)\n"

@@ -20,12 +20,15 @@ static_assert(gvcp::kStatusInvalidParameter == status::kInvalidParameter && gvcp
 
 // Pending acknowledges announce an operation this long before the client gives up on it.
 constexpr uint32_t kPendingTimeoutMs = 200;
-constexpr uint32_t kTickFrequency = 1000000000;
 // Writable, persistent, DHCP and link-local addressing, as cameras usually report.
 constexpr uint32_t kInterfaceCapability = 0x7;
 constexpr uint32_t kInterfaceConfiguration = 0x6;
-// User-defined name, serial number, pending acknowledge, WRITEMEM, several registers a message.
-constexpr uint32_t kCapabilities = 0x80000000u | 0x40000000u | 0x00000020u | 0x00000002u | 0x00000001u;
+// User-defined name, serial number, pending acknowledge, packet resend, WRITEMEM,
+// several registers a message.
+constexpr uint32_t kCapabilities =
+    0x80000000u | 0x40000000u | 0x00000020u | 0x00000004u | 0x00000002u | 0x00000001u;
+// The acquisition's frames taken in one go, should several be due at once.
+constexpr int kFramesAtOnce = 8;
 
 struct Bootstrap
 {
@@ -66,6 +69,12 @@ const Bootstrap kBootstrap[] = {
     {gvcp::kControlChannelPrivilege, 4, true},
     {gvcp::kPrimaryPort, 4, false},
     {gvcp::kPrimaryAddress, 4, false},
+    {gvcp::kStreamChannelPort, 4, true},
+    {gvcp::kStreamChannelPacketSize, 4, true},
+    {gvcp::kStreamChannelPacketDelay, 4, true},
+    {gvcp::kStreamChannelDestination, 4, true},
+    {gvcp::kStreamChannelSourcePort, 4, false},
+    {gvcp::kStreamChannelCapability, 4, false},
 };
 
 bool overlaps(uint32_t a, uint32_t aSize, uint32_t b, uint32_t bSize)
@@ -83,24 +92,24 @@ std::string textOf(SimDevice& device, const char* feature)
 
 void putText(std::vector<uint8_t>& field, const std::string& text)
 {
-    // Room is left for the terminating zero.
-    const size_t n = std::min(text.size(), field.size() - 1);
-    std::memcpy(field.data(), text.data(), n);
+    // A text that fills its field has no terminating zero.
+    std::memcpy(field.data(), text.data(), std::min(text.size(), field.size()));
 }
 
 } // namespace
 
 DeviceAddressSpace::DeviceAddressSpace(std::shared_ptr<grb::sim::SimWorld> world, std::string camera,
-                                       uint32_t ownAddress, ControlChannel& control)
+                                       uint32_t ownAddress, ControlChannel& control, StreamChannel& stream)
     : m_device(std::move(world), std::move(camera), ByteOrder::Big)
     , m_ownAddress(ownAddress)
     , m_control(control)
+    , m_stream(stream)
 {
 }
 
 bool DeviceAddressSpace::Build(std::string& error)
 {
-    if (!m_device.Build("pellix-virtual-camera.xml", {}, error))
+    if (!m_device.Build("pellix-virtual-camera.xml", StreamChannel::Nodes(), error))
         return false;
     // Locally administered, derived from the identity so that each camera has its own.
     uint32_t hash = 2166136261u;
@@ -155,6 +164,8 @@ std::vector<uint8_t> DeviceAddressSpace::_BootstrapValue(SimDevice& device, uint
         putText(value, textOf(device, "DeviceModelName"));
         return value;
     case gvcp::kDeviceVersion:
+        putText(value, textOf(device, "DeviceFirmwareVersion"));
+        return value;
     case gvcp::kManufacturerInfo:
         putText(value, textOf(device, "DeviceManufacturerInfo"));
         return value;
@@ -168,6 +179,7 @@ std::vector<uint8_t> DeviceAddressSpace::_BootstrapValue(SimDevice& device, uint
         putText(value, m_device.Url());
         return value;
     case gvcp::kInterfaceCount:
+    case gvcp::kStreamChannelCount:
         word = 1;
         break;
     case gvcp::kCapability:
@@ -177,7 +189,7 @@ std::vector<uint8_t> DeviceAddressSpace::_BootstrapValue(SimDevice& device, uint
         word = m_control.HeartbeatTimeout();
         break;
     case gvcp::kTickFrequencyLow:
-        word = kTickFrequency;
+        word = StreamChannel::kTickFrequency;
         break;
     case gvcp::kConfiguration:
         word = m_configuration;
@@ -193,6 +205,14 @@ std::vector<uint8_t> DeviceAddressSpace::_BootstrapValue(SimDevice& device, uint
         break;
     case gvcp::kPrimaryAddress:
         word = m_control.Privilege() ? m_control.Controller().address : 0;
+        break;
+    case gvcp::kStreamChannelPort:
+    case gvcp::kStreamChannelPacketSize:
+    case gvcp::kStreamChannelPacketDelay:
+    case gvcp::kStreamChannelDestination:
+    case gvcp::kStreamChannelSourcePort:
+    case gvcp::kStreamChannelCapability:
+        word = m_stream.Read(address);
         break;
     default:
         break;
@@ -261,6 +281,9 @@ uint16_t DeviceAddressSpace::_WriteBootstrap(SimDevice& device, const GvcpPeer& 
             m_control.SetHeartbeatTimeout(gvcp::Get32(part));
         else if (b.address == gvcp::kConfiguration)
             m_configuration = gvcp::Get32(part);
+        // The stream channel's registers come last in the table.
+        else if (b.address >= gvcp::kStreamChannelPort)
+            status = m_stream.Write(b.address, gvcp::Get32(part));
         if (status != gvcp::kStatusSuccess)
             return status;
     }
@@ -273,6 +296,31 @@ std::vector<uint8_t> DeviceAddressSpace::DiscoveryData()
     if (!m_device.WithDevice([&](SimDevice& device) { _ReadBootstrap(device, 0, gvcp::kDiscoveryAckSize, data.data()); }))
         data.clear();
     return data;
+}
+
+void DeviceAddressSpace::StreamFrames(Clock::time_point now)
+{
+    const bool controlled = m_control.Privilege() != 0;
+    if (!controlled)
+        m_stream.Close();
+    m_device.WithDevice([&](SimDevice& device) {
+        grb::sim::SimAcquisition& acquisition = device.Acquisition();
+        if (!controlled)
+        {
+            acquisition.Stop();
+            return;
+        }
+        grb::sim::SimFrame frame;
+        for (int i = 0; i < kFramesAtOnce && acquisition.TakeFrame(now, frame); ++i)
+            m_stream.Send(std::move(frame));
+    });
+}
+
+DeviceAddressSpace::Clock::time_point DeviceAddressSpace::NextFrameDue()
+{
+    Clock::time_point due = Clock::time_point::max();
+    m_device.WithDevice([&](SimDevice& device) { due = device.Acquisition().NextDue(); });
+    return due;
 }
 
 uint16_t DeviceAddressSpace::Read(const GvcpPeer& peer, uint32_t address, uint32_t count, uint8_t* data)

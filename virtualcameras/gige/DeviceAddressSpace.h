@@ -3,6 +3,7 @@
 
 #include "ControlChannel.h"
 #include "GvcpPeer.h"
+#include "StreamChannel.h"
 
 #include <VirtualDevice.h>
 
@@ -16,9 +17,11 @@
 namespace vcam {
 
 // The camera as its GigE Vision address space shows it: device memory with the
-// bootstrap registers laid over it, then the virtual device's GenICam file and feature
-// registers. Every access is checked against the layout and the control channel; what
-// the model refuses comes back as a GVCP status. Not locked: one thread serves the camera.
+// bootstrap registers (the stream channel's among them) laid over it, then the virtual
+// device's GenICam file and feature registers. Every access is checked against the
+// layout and the control channel; what the model refuses comes back as a GVCP status.
+// The frames the acquisition makes go to the stream channel. Not locked: one thread
+// serves the camera.
 class DeviceAddressSpace
 {
 public:
@@ -26,7 +29,7 @@ public:
 
     // camera: extended id, id or serial of the world's camera to serve; ownAddress in host order.
     DeviceAddressSpace(std::shared_ptr<grb::sim::SimWorld> world, std::string camera, uint32_t ownAddress,
-                       ControlChannel& control);
+                       ControlChannel& control, StreamChannel& stream);
 
     // Lays out the registers and writes the GenICam file; false with the reason.
     bool Build(std::string& error);
@@ -43,6 +46,12 @@ public:
     // The first bootstrap bytes, which a discovery acknowledge carries to anyone asking.
     std::vector<uint8_t> DiscoveryData();
 
+    // Hands the frames due by now to the stream channel. Without an application in
+    // control nobody receives them: the channel closes and the acquisition stops.
+    void StreamFrames(Clock::time_point now);
+    // When the acquisition has its next frame; Clock::time_point::max() while none is to come.
+    Clock::time_point NextFrameDue();
+
     const RegisterMap& Map() const { return m_device.Map(); }
     const std::string& Xml() const { return m_device.Xml(); }
 
@@ -55,6 +64,7 @@ private:
     VirtualDevice m_device;
     uint32_t m_ownAddress;
     ControlChannel& m_control;
+    StreamChannel& m_stream;
     bool m_built = false;
     uint8_t m_mac[6] = {};
     uint32_t m_configuration = 0;

@@ -25,9 +25,10 @@ std::vector<uint8_t> ack(uint16_t status, uint16_t command, uint16_t requestId, 
 
 } // namespace
 
-GvcpHandler::GvcpHandler(DeviceAddressSpace& space, ControlChannel& control)
+GvcpHandler::GvcpHandler(DeviceAddressSpace& space, ControlChannel& control, StreamChannel& stream)
     : m_space(space)
     , m_control(control)
+    , m_stream(stream)
 {
 }
 
@@ -45,6 +46,7 @@ void GvcpHandler::Tick(Clock::time_point now)
         m_control.Release();
     else
         m_control.Expire(now);
+    m_space.StreamFrames(now);
 }
 
 bool GvcpHandler::Handle(const uint8_t* message, size_t size, const GvcpPeer& from, Clock::time_point now,
@@ -76,7 +78,16 @@ bool GvcpHandler::Handle(const uint8_t* message, size_t size, const GvcpPeer& fr
         return true;
     }
     if (command == gvcp::kPacketResend)
-        return false; // never acknowledged, and there is no stream to resend from
+    {
+        // Never acknowledged. Channel, block id, first and last packet id; the stream
+        // never uses the extended ids.
+        constexpr uint16_t kResendLength = 12;
+        if (length >= kResendLength && size >= gvcp::kHeaderSize + kResendLength &&
+            (message[1] & gvcp::kFlagExtendedIds) == 0 && gvcp::Get16(payload) == 0)
+            m_stream.Resend(gvcp::Get16(payload + 2), gvcp::Get32(payload + 4) & 0x00FFFFFFu,
+                            gvcp::Get32(payload + 8) & 0x00FFFFFFu);
+        return false;
+    }
 
     auto answered = std::find_if(m_answered.begin(), m_answered.end(),
                                  [&](const Answered& a) { return a.peer == from; });

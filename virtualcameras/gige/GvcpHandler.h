@@ -4,6 +4,7 @@
 #include "ControlChannel.h"
 #include "DeviceAddressSpace.h"
 #include "GvcpPeer.h"
+#include "StreamChannel.h"
 
 #include <chrono>
 #include <cstddef>
@@ -12,9 +13,10 @@
 
 namespace vcam {
 
-// One control message in, at most one acknowledge out. Every message is untrusted:
-// anything short, foreign or inconsistent is dropped or refused with an error
-// acknowledge, and nothing is read or written outside the message or the layout.
+// One control message in, at most one acknowledge out; requests to resend stream
+// packets go to the stream channel. Every message is untrusted: anything short, foreign
+// or inconsistent is dropped or refused with an error acknowledge, and nothing is read or
+// written outside the message or the layout.
 class GvcpHandler
 {
 public:
@@ -27,12 +29,15 @@ public:
         uint32_t completionMs = 0;
     };
 
-    GvcpHandler(DeviceAddressSpace& space, ControlChannel& control);
+    GvcpHandler(DeviceAddressSpace& space, ControlChannel& control, StreamChannel& stream);
 
     // False when nothing is to be sent back.
     bool Handle(const uint8_t* message, size_t size, const GvcpPeer& from, Clock::time_point now, Reply& reply);
-    // Releases control after a heartbeat time-out or when the device has left.
+    // Releases control after a heartbeat time-out or when the device has left; streams
+    // the frames due.
     void Tick(Clock::time_point now);
+    // When Tick has the next frame to stream.
+    Clock::time_point NextDue() { return m_space.NextFrameDue(); }
 
     static std::vector<uint8_t> PendingAck(uint16_t requestId, uint16_t milliseconds);
 
@@ -46,6 +51,7 @@ private:
 
     DeviceAddressSpace& m_space;
     ControlChannel& m_control;
+    StreamChannel& m_stream;
 
     // The last answer to each sender's last message, for a client that sends it again.
     struct Answered

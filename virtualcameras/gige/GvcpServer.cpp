@@ -25,7 +25,8 @@ constexpr uint32_t kPendingMarginMs = 200;
 // Larger than any valid message, so that an oversized one shows as such.
 constexpr size_t kReceiveBuffer = 2048;
 
-int udpSocket(uint32_t address, bool shared, std::string& error)
+// port 0: one the system picks.
+int udpSocket(uint32_t address, uint16_t port, bool shared, std::string& error)
 {
     const int s = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (s < 0)
@@ -40,13 +41,13 @@ int udpSocket(uint32_t address, bool shared, std::string& error)
         setsockopt(s, SOL_SOCKET, SO_REUSEPORT, &on, sizeof on);
     sockaddr_in local{};
     local.sin_family = AF_INET;
-    local.sin_port = htons(gvcp::kPort);
+    local.sin_port = htons(port);
     local.sin_addr.s_addr = htonl(address);
     if (bind(s, reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0)
     {
         char text[INET_ADDRSTRLEN] = {};
         inet_ntop(AF_INET, &local.sin_addr, text, sizeof text);
-        error = std::string("cannot listen on ") + text + ":" + std::to_string(gvcp::kPort) + ": " +
+        error = std::string("cannot listen on ") + text + ":" + std::to_string(port) + ": " +
                 std::strerror(errno);
         close(s);
         return -1;
@@ -56,17 +57,17 @@ int udpSocket(uint32_t address, bool shared, std::string& error)
 
 } // namespace
 
-GvcpServer::GvcpServer(GvcpHandler& handler)
+GvcpServer::GvcpServer(GvcpHandler& handler, StreamChannel& stream)
     : m_handler(handler)
+    , m_stream(stream)
 {
 }
 
 GvcpServer::~GvcpServer()
 {
-    if (m_control >= 0)
-        close(m_control);
-    if (m_discovery >= 0)
-        close(m_discovery);
+    for (int s : {m_control, m_discovery, m_streamSocket})
+        if (s >= 0)
+            close(s);
 }
 
 bool GvcpServer::Open(uint32_t address, std::string& error)
@@ -76,25 +77,54 @@ bool GvcpServer::Open(uint32_t address, std::string& error)
         error = "the virtual camera listens on loopback addresses (127.x.y.z) only";
         return false;
     }
-    m_control = udpSocket(address, false, error);
+    m_control = udpSocket(address, gvcp::kPort, false, error);
     if (m_control < 0)
         return false;
-    m_discovery = udpSocket(INADDR_BROADCAST, true, error);
-    return m_discovery >= 0;
+    m_discovery = udpSocket(INADDR_BROADCAST, gvcp::kPort, true, error);
+    if (m_discovery < 0)
+        return false;
+    m_streamSocket = udpSocket(address, 0, false, error);
+    sockaddr_in local{};
+    socklen_t length = sizeof local;
+    if (m_streamSocket < 0 || getsockname(m_streamSocket, reinterpret_cast<sockaddr*>(&local), &length) != 0)
+        return false;
+    m_stream.SetSourcePort(ntohs(local.sin_port));
+    return true;
 }
 
 void GvcpServer::Run(const std::atomic<bool>& stop, Clock::time_point deadline)
 {
     while (!stop && Clock::now() < deadline)
     {
+        // Woken in time for the next frame and the next stream packet, at the latest after a tick.
+        const auto now = Clock::now();
+        const auto wake =
+            std::min({now + std::chrono::milliseconds(kTickMs), m_handler.NextDue(), m_stream.NextSend()});
+        const auto waitUs = std::chrono::duration_cast<std::chrono::microseconds>(wake - std::min(wake, now)).count();
         pollfd sockets[2] = {{m_control, POLLIN, 0}, {m_discovery, POLLIN, 0}};
-        const int ready = poll(sockets, 2, kTickMs);
+        const int ready = poll(sockets, 2, static_cast<int>((waitUs + 999) / 1000));
         if (ready < 0 && errno != EINTR)
             break;
         for (const pollfd& p : sockets)
             if (ready > 0 && (p.revents & POLLIN))
                 _Receive(p.fd, stop);
         m_handler.Tick(Clock::now());
+        _Stream(Clock::now());
+    }
+}
+
+void GvcpServer::_Stream(Clock::time_point now)
+{
+    StreamChannel::Datagram datagram;
+    while (m_stream.Take(now, datagram))
+    {
+        sockaddr_in to{};
+        to.sin_family = AF_INET;
+        to.sin_addr.s_addr = htonl(datagram.address);
+        to.sin_port = htons(datagram.port);
+        // A packet the network drops is the receiver's to ask for again.
+        sendto(m_streamSocket, datagram.bytes.data(), datagram.bytes.size(), MSG_DONTWAIT,
+               reinterpret_cast<const sockaddr*>(&to), sizeof to);
     }
 }
 

@@ -28,17 +28,18 @@ std::unique_ptr<VirtualCamera> VirtualCamera::Create(ServedCamera served, const 
     camera->m_address = options.address;
     camera->m_world = served.world;
     camera->m_control = std::make_unique<ControlChannel>(served.heldByOther);
+    camera->m_stream = std::make_unique<StreamChannel>();
     camera->m_space = std::make_unique<DeviceAddressSpace>(camera->m_world, served.extendedId, options.address,
-                                                            *camera->m_control);
+                                                            *camera->m_control, *camera->m_stream);
     if (!camera->m_space->Build(error))
         return nullptr;
-    camera->m_handler = std::make_unique<GvcpHandler>(*camera->m_space, *camera->m_control);
+    camera->m_handler = std::make_unique<GvcpHandler>(*camera->m_space, *camera->m_control, *camera->m_stream);
     return camera;
 }
 
 bool VirtualCamera::Listen(std::string& error)
 {
-    m_server = std::make_unique<GvcpServer>(*m_handler);
+    m_server = std::make_unique<GvcpServer>(*m_handler, *m_stream);
     return m_server->Open(m_address, error);
 }
 

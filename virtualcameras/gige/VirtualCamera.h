@@ -5,6 +5,7 @@
 #include "DeviceAddressSpace.h"
 #include "GvcpHandler.h"
 #include "GvcpServer.h"
+#include "StreamChannel.h"
 
 #include <ServedCamera.h>
 #include <VirtualCameraOptions.h>
@@ -16,8 +17,8 @@
 
 namespace vcam {
 
-// One camera of the simulator's device model, served over the GigE Vision control
-// protocol: its own simulator world, control channel, address space and server.
+// One camera of the simulator's device model, served over GigE Vision: its own simulator
+// world, control and stream channel, address space and server.
 class VirtualCamera
 {
 public:
@@ -31,6 +32,7 @@ public:
     std::shared_ptr<grb::sim::SimWorld> World() const { return m_world; }
     DeviceAddressSpace& AddressSpace() { return *m_space; }
     GvcpHandler& Handler() { return *m_handler; }
+    StreamChannel& Stream() { return *m_stream; }
     const std::string& Serial() const { return m_serial; }
 
     // Opens the sockets; false with the reason.
@@ -44,6 +46,7 @@ private:
     std::string m_serial;
     uint32_t m_address = 0;
     std::unique_ptr<ControlChannel> m_control;
+    std::unique_ptr<StreamChannel> m_stream;
     std::unique_ptr<DeviceAddressSpace> m_space;
     std::unique_ptr<GvcpHandler> m_handler;
     std::unique_ptr<GvcpServer> m_server;

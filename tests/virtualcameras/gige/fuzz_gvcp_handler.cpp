@@ -1,9 +1,11 @@
-// libFuzzer target for the virtual camera's control message handling. An input is a
-// sequence of messages, each from one of three senders (two on loopback, one outside)
-// and some time after the one before, sent to a fresh camera whose control the first
-// sender already holds, so writes reach the device model. Built and run by
-// scripts/fuzz.sh.
+// libFuzzer target for the virtual camera's control message handling, packet resend
+// requests included. An input is a sequence of messages, each from one of three senders
+// (two on loopback, one outside) and some time after the one before, sent to a fresh
+// camera whose control the first sender already holds, so writes reach the device model;
+// after each, the stream packets due go out, none larger than the packet size allows.
+// Built and run by scripts/fuzz.sh.
 #include <gvcp/GvcpProtocol.h>
+#include "GvspProtocol.h"
 #include "VirtualCamera.h"
 
 #include <unistd.h>
@@ -19,12 +21,14 @@ namespace {
 
 const vcam::GvcpPeer kSenders[] = {{0x7F000001, 50000}, {0x7F000001, 50001}, {0x0A000001, 50000}};
 
-// A camera with a named file, a slot and a small buffer, so that inputs reach their
-// ends; a reset keeps it away for the rest of the input.
+// A camera with a named file, a slot, a small buffer and small images, so that inputs
+// reach their ends; a reset keeps it away for the rest of the input.
 const char* const kDescription =
     "camera id=F model=Fuzz serial=F1 transport=gige buffer=512 capacity=4096 reset-delay=600000 slots=Slot\n"
     "file selector=Userfile name=a.txt text=\"abc\"\n"
-    "file selector=Slot size=600 seed=1\n";
+    "file selector=Slot size=600 seed=1\n"
+    "feature name=Width type=int value=16 min=16 max=64 inc=16\n"
+    "feature name=Height type=int value=8 min=8 max=64 inc=2\n";
 
 std::string descriptionFile()
 {
@@ -59,7 +63,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     std::unique_ptr<vcam::VirtualCamera> camera = freshCamera();
     vcam::GvcpHandler& handler = camera->Handler();
-    auto now = vcam::GvcpHandler::Clock::time_point() + std::chrono::hours(1);
+    // The acquisition keeps the real time.
+    auto now = vcam::GvcpHandler::Clock::now();
     vcam::GvcpHandler::Reply reply;
 
     const uint8_t takeControl[] = {0x42, 0x01, 0x00, 0x82, 0x00, 0x08, 0x00, 0x01,
@@ -82,6 +87,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
              vcam::gvcp::Get16(reply.packet.data() + 4) != reply.packet.size() - vcam::gvcp::kHeaderSize))
             std::abort(); // every acknowledge is whole and says its own length
         at += length;
+        vcam::StreamChannel::Datagram datagram;
+        const uint32_t packetSize = camera->Stream().Read(vcam::gvcp::kStreamChannelPacketSize) & 0xFFFF;
+        for (int i = 0; i < 64 && camera->Stream().Take(now, datagram); ++i)
+            if (datagram.bytes.size() + vcam::gvsp::kUdpOverhead > packetSize)
+                std::abort();
     }
     return 0;
 }

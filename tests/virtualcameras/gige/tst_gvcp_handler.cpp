@@ -95,6 +95,7 @@ private slots:
     void malformedMessages();
     void registersShowTheModel();
     void descriptionInStandardCategories();
+    void streamPacketsAndResends();
     void controlPrivilegeAndHeartbeat();
     void heldCameraRefusesControl();
     void fileOperationsRunBeforeTheAcknowledge();
@@ -107,6 +108,7 @@ private slots:
 private:
     std::unique_ptr<vcam::VirtualCamera> _Create(const QString& serial, QString& error);
     Ack _Send(const QByteArray& m, const GvcpPeer& from = kA, GvcpHandler::Reply* reply = nullptr);
+    QList<QByteArray> _Streamed();
     uint32_t _Address(const char* feature);
     void _Set(const char* feature, uint64_t value);
     void _SetText(const char* feature, const QByteArray& text);
@@ -158,6 +160,15 @@ Ack TestGvcpHandler::_Send(const QByteArray& m, const GvcpPeer& from, GvcpHandle
     if (reply)
         *reply = answer;
     return result;
+}
+
+QList<QByteArray> TestGvcpHandler::_Streamed()
+{
+    QList<QByteArray> packets;
+    vcam::StreamChannel::Datagram d;
+    for (; m_camera->Stream().Take(m_now, d); m_now += std::chrono::milliseconds(1))
+        packets << QByteArray(reinterpret_cast<const char*>(d.bytes.data()), int(d.bytes.size()));
+    return packets;
 }
 
 uint32_t TestGvcpHandler::_Address(const char* feature)
@@ -254,8 +265,10 @@ void TestGvcpHandler::registersShowTheModel()
     Ack ack = _Send(readMemory(gvcp::kSerialNumber, 16));
     QCOMPARE(ack.status, 0);
     QCOMPARE(ack.payload.mid(4), QByteArray("VC1").leftJustified(16, '\0'));
+    _SetText("DeviceUserID", "Sixteen chars ok");
     ack = _Send(message(gvcp::kDiscovery, {}));
     QCOMPARE(ack.payload.size(), int(gvcp::kDiscoveryAckSize));
+    QCOMPARE(ack.payload.mid(gvcp::kUserDefinedName, 16), QByteArray("Sixteen chars ok")); // no room for a zero
     QCOMPARE(ack.payload.mid(gvcp::kModelName, 8), QByteArray("Virtual\0", 8));
     QCOMPARE(ack.payload.mid(gvcp::kCurrentAddress, 4), be32(0x7F000002));
 
@@ -321,6 +334,59 @@ void TestGvcpHandler::descriptionInStandardCategories()
                                "PayloadSize=TransportLayerControl"};
     for (const QString& e : expected)
         QCOMPARE(e.section('=', 0, 0) + '=' + categoryOf.value(e.section('=', 0, 0)), e);
+}
+
+// A frame leaves as leader, payload and trailer packets cut to the packet size; packets
+// asked for again come again, one of a block no longer kept is said to be gone; the
+// channel closes and the acquisition stops with the controller gone.
+void TestGvcpHandler::streamPacketsAndResends()
+{
+    auto header = [](uint16_t status, uint16_t block, uint8_t format, uint32_t packet) {
+        return be32(uint32_t(status) << 16 | block) + be32(uint32_t(format) << 24 | packet);
+    };
+    const QByteArray openChannel = message(gvcp::kWriteRegister, be32(gvcp::kStreamChannelDestination) +
+                                                                     be32(0x7F000001) + be32(gvcp::kStreamChannelPort) +
+                                                                     be32(5000));
+    QCOMPARE(_Send(writeRegister(gvcp::kStreamChannelPacketSize, 1)).status, 0); // brought up to 576
+    QCOMPARE(_Send(openChannel).status, 0);
+    _Set("Width", 64);
+    _Set("Height", 24);
+    _Set("AcquisitionMode", 1); // SingleFrame
+    QCOMPARE(_Send(writeRegister(_Address("AcquisitionStart"), 1)).status, 0);
+    m_now = std::max(m_now, GvcpHandler::Clock::now()); // the acquisition keeps the real time
+    m_camera->Handler().Tick(m_now);
+    const QList<QByteArray> packets = _Streamed();
+    QCOMPARE(packets.size(), 5); // 1536 bytes, 540 a packet
+    QCOMPARE(packets[0].left(8), header(0, 1, 1, 0));
+    QCOMPARE(packets[0].mid(8, 4), be32(1)); // an image
+    QCOMPARE(packets[0].mid(20), be32(0x01080001) + be32(64) + be32(24) + be32(0) + be32(0) + be32(0));
+    QByteArray image;
+    for (int i = 1; i <= 3; ++i)
+    {
+        QCOMPARE(packets[i].left(8), header(0, 1, 3, uint32_t(i)));
+        image += packets[i].mid(8);
+    }
+    QCOMPARE(image.size(), 64 * 24);
+    for (int i = 0; i < image.size(); ++i)
+        QCOMPARE(uint8_t(image[i]), uint8_t(image[0] + i / 64 + i % 64));
+    QCOMPARE(packets[4], header(0, 1, 2, 4) + be32(1) + be32(24));
+
+    QCOMPARE(_Send(message(gvcp::kPacketResend, be32(1) + be32(2) + be32(3))).status, kDrop);
+    QCOMPARE(_Streamed(), packets.mid(2, 2));
+    QCOMPARE(_Send(message(gvcp::kPacketResend, be32(7) + be32(1) + be32(1))).status, kDrop);
+    QCOMPARE(_Streamed(), QList<QByteArray>{header(0x800C, 7, 3, 1)});
+    QCOMPARE(_Send(writeRegister(gvcp::kStreamChannelPacketSize, 0x80000000u | 1000)).status, 0);
+    QCOMPARE(_Streamed().value(0).size(), 1000 - 28); // a test packet fills the packet size
+
+    _Set("AcquisitionMode", 0); // Continuous
+    QCOMPARE(_Send(writeRegister(_Address("AcquisitionStart"), 1)).status, 0);
+    QCOMPARE(_Send(writeRegister(gvcp::kControlChannelPrivilege, 0)).status, 0);
+    m_camera->Handler().Tick(m_now);
+    QCOMPARE(_Send(message(gvcp::kReadRegister, be32(gvcp::kStreamChannelPort))).payload, be32(0));
+    QCOMPARE(_Send(writeRegister(gvcp::kControlChannelPrivilege, gvcp::kPrivilegeControl)).status, 0);
+    QCOMPARE(_Send(openChannel).status, 0);
+    m_camera->Handler().Tick(m_now + std::chrono::seconds(1));
+    QCOMPARE(_Streamed().size(), 0);
 }
 
 void TestGvcpHandler::controlPrivilegeAndHeartbeat()
