@@ -4,11 +4,15 @@
 
 #include <arv.h>
 
+#include <chrono>
 #include <cstring>
+#include <thread>
 
 namespace grb::aravis {
 
 namespace {
+
+constexpr int kLastReferenceWaits = 1000;
 
 ArvDevice* openGigE(const AravisDeviceInfo& info, GrbErrorType& err)
 {
@@ -126,7 +130,12 @@ void AravisConnection::Close()
     m_lossHandler = 0;
     g_object_unref(m_camera);
     m_camera = nullptr;
-    // Leaves control and joins the heartbeat thread, so no loss report runs after this.
+    // Aravis reports a USB3 Vision camera gone from the bus on its event thread, holding
+    // the device while it does. Were the last reference dropped there, the device would
+    // join that very thread, and GLib aborts: the report is let finish first.
+    for (int waited = 0; waited < kLastReferenceWaits && g_atomic_int_get(&G_OBJECT(m_device)->ref_count) > 1; ++waited)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    // Leaves control and joins the heartbeat or event thread, so no loss report runs after this.
     g_object_unref(m_device);
     m_device = nullptr;
 }
