@@ -42,6 +42,8 @@ file selector=Userfile name=f65536 size=65536 seed=2
 file selector=Userfile name=f65537 size=65537 seed=3
 file selector=Userfile name=f1048576 size=1048576 seed=4
 camera id=VB model=VirtualB serial=VB1 transport=gige capacity=67108864
+feature name=Width type=int value=320 min=16 max=4096 inc=16
+feature name=Height type=int value=240 min=8 max=3072 inc=2
 file selector=Userfile name=f0 size=0
 file selector=Userfile name=f1 size=1 seed=1
 file selector=Userfile name=f65536 size=65536 seed=2
@@ -129,6 +131,7 @@ private slots:
     void slowCommandIsAcknowledgedWhenDone();
     void secondClientIsRefused_data();
     void secondClientIsRefused();
+    void singleImage_data();
     void singleImage();
     void cameraStoppedDuringTransfer_data();
     void cameraStoppedDuringTransfer();
@@ -428,9 +431,18 @@ void TestVirtualCamera::secondClientIsRefused()
     QTRY_VERIFY_WITH_TIMEOUT(reopened || (reopened = _Open(v)), kPatienceMs);
 }
 
+// Small images: a GigE Vision frame then fits the receiving socket's default buffer.
+void TestVirtualCamera::singleImage_data()
+{
+    QTest::addColumn<QString>("camera");
+    QTest::newRow("GigE Vision") << "B";
+    QTest::newRow("USB3 Vision") << "U";
+}
+
 void TestVirtualCamera::singleImage()
 {
-    PXCamera* opened = _Open(m_u);
+    QFETCH(QString, camera);
+    PXCamera* opened = _Open(_Camera(camera));
     QVERIFY(opened);
     std::shared_ptr<GrbCPP::Frame> frame;
     QVERIFY(opened->AcquireSingleImage(frame, 2000, GrbCPP::FrameAllocation_AnnounceFrame));
