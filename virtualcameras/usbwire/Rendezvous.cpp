@@ -32,10 +32,16 @@ bool Rendezvous::Prepare(const std::string& directory, std::string& error)
         error = "cannot make " + directory + ": " + std::strerror(errno);
         return false;
     }
+    // Not a link, and not someone else's: another user could listen in on the bus there.
     struct stat info{};
-    if (stat(directory.c_str(), &info) != 0 || !S_ISDIR(info.st_mode))
+    if (lstat(directory.c_str(), &info) != 0 || !S_ISDIR(info.st_mode))
     {
         error = directory + " is not a directory";
+        return false;
+    }
+    if (info.st_uid != getuid())
+    {
+        error = directory + " belongs to another user";
         return false;
     }
     return true;

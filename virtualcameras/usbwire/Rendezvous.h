@@ -16,7 +16,8 @@ public:
     static constexpr const char* kSuffix = ".usb";
 
     static std::string Directory();
-    // Makes the directory (only the user may enter one it makes); false with the reason.
+    // Makes the directory (only the user may enter one it makes); false with the reason,
+    // also when it is a link or another user's.
     static bool Prepare(const std::string& directory, std::string& error);
     // The socket of the device named name (letters, digits, '.', '-', '_'; others become '_').
     static std::string SocketPath(const std::string& directory, const std::string& name);
