@@ -30,6 +30,7 @@ constexpr uint8_t kControlIn = 0x81;
 constexpr uint8_t kStreamIn = 0x83;
 constexpr uint64_t kSirm = vcam::U3vAddressSpace::kSirmAddress;
 
+// size: at most 8 bytes.
 QByteArray le(uint64_t v, int size)
 {
     QByteArray b(size, '\0');
@@ -156,13 +157,13 @@ void TestU3vCamera::refusals_data()
 
     QTest::newRow("shorter than a header") << readMemory(0, 4).left(10) << -1;
     QTest::newRow("foreign prefix") << "X" + readMemory(0, 4).mid(1) << -1;
-    QTest::newRow("length beyond the message") << command(u3v::kReadMemory, le(0, 12), 1, u3v::kFlagAckWanted, 13)
+    QTest::newRow("length beyond the message") << command(u3v::kReadMemory, QByteArray(12, 0), 1, u3v::kFlagAckWanted, 13)
                                                << int(u3v::kStatusInvalidHeader);
     QTest::newRow("longer than the largest command")
         << writeMemory(0x1400, QByteArray(65535 - 8, 'x')) << int(u3v::kStatusInvalidHeader);
     QTest::newRow("read of nothing") << readMemory(0, 0) << 0x8002;
     QTest::newRow("read beyond the largest acknowledge") << readMemory(0x80000, 65525) << 0x8002;
-    QTest::newRow("read with a short address") << command(u3v::kReadMemory, le(0, 10), 1) << 0x8002;
+    QTest::newRow("read with a short address") << command(u3v::kReadMemory, QByteArray(10, 0), 1) << 0x8002;
     QTest::newRow("read where nothing is") << readMemory(0xFFFFFFFF00ull, 4) << 0x8003;
     QTest::newRow("write without data") << command(u3v::kWriteMemory, le(0x1400, 8), 1) << 0x8002;
     QTest::newRow("write to a read-only bootstrap register") << writeMemory(u3v::kSerialNumber, "VU2") << 0x8004;
