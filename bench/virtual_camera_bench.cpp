@@ -1,10 +1,11 @@
-// Moves a 16 MiB file through PXCamera over GigE Vision (Aravis) to and from the
-// virtual camera on loopback, and sets each direction beside the bound: the same bytes
-// moved by plain arv_device_read_memory / arv_device_write_memory calls of one chunk
-// each on the camera's FileAccessBuffer. Runs in a loopback-only network namespace of
-// its own, and says why when none can be made.
+// Moves a 16 MiB file through PXCamera over Aravis to and from a virtual camera, GigE
+// Vision on loopback or USB3 Vision on the virtual USB bus, and sets each direction
+// beside the bound: the same bytes moved by plain arv_device_read_memory /
+// arv_device_write_memory calls of one chunk each on the camera's FileAccessBuffer.
+// Runs in a loopback-only network namespace of its own, and says why when none can be
+// made. For USB3 Vision it starts itself again with the libusb stand-in preloaded.
 //
-//   bench_virtual_camera [ROUNDS]
+//   bench_virtual_camera [gige|usb3] [ROUNDS]
 
 // Before any Qt header: Qt's "signals" keyword breaks GLib's headers.
 #include <arv.h>
@@ -24,12 +25,16 @@
 #include <QThread>
 
 #include <sched.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace {
@@ -37,9 +42,11 @@ namespace {
 constexpr long kFileSize = 16L * 1024 * 1024;
 constexpr unsigned kChunk = 65536;
 const char* const kAddress = "127.0.0.2";
-const char* const kExtendedId = "GEV::Zorvan Technologies-Bench-BENCH1";
-const char* const kDescription = "camera id=BENCH model=Bench serial=BENCH1 transport=gige capacity=67108864\n"
+const char* const kGigEId = "GEV::Zorvan Technologies-Bench-BENCH1";
+const char* const kDescription = "camera id=BENCH model=Bench serial=BENCH1 transport=%1 capacity=67108864\n"
                                  "file selector=Userfile name=big.bin size=16777216 seed=9\n";
+
+bool g_usb = false;
 
 double megabytesPerSecond(double seconds)
 {
@@ -65,13 +72,19 @@ void keepBest(double& best, double seconds)
 // buffer's registers, with control taken directly through Aravis.
 bool rawRound(double& readSeconds, double& writeSeconds)
 {
-    GInetAddress* address = g_inet_address_new_from_string(kAddress);
     GError* error = nullptr;
-    ArvDevice* device = arv_gv_device_new(address, address, &error);
-    g_object_unref(address);
+    ArvDevice* device = nullptr;
+    if (g_usb)
+        device = arv_uv_device_new("Zorvan Technologies", "Bench", "BENCH1", &error);
+    else
+    {
+        GInetAddress* address = g_inet_address_new_from_string(kAddress);
+        device = arv_gv_device_new(address, address, &error);
+        g_object_unref(address);
+    }
     ArvGcNode* buffer = device ? arv_device_get_feature(device, "FileAccessBuffer") : nullptr;
     const guint64 at = buffer ? arv_gc_register_get_address(ARV_GC_REGISTER(buffer), &error) : 0;
-    bool ok = device && buffer && !error && arv_gv_device_is_controller(ARV_GV_DEVICE(device));
+    bool ok = device && buffer && !error && (g_usb || arv_gv_device_is_controller(ARV_GV_DEVICE(device)));
     std::vector<uint8_t> chunk(kChunk, 0x5A);
     auto move = [&](bool read) {
         for (long done = 0; done < kFileSize && !error; done += kChunk)
@@ -99,10 +112,37 @@ bool rawRound(double& readSeconds, double& writeSeconds)
     return ok;
 }
 
+// The extended id of the one camera with that serial number, once discovery lists it.
+QString extendedIdOf(ApiController& controller, const QString& serial)
+{
+    for (const auto& camera : controller.UpdateCamerasList())
+    {
+        const CameraInfoMap record = controller.GetCameraInfo(camera);
+        if (record.value(QStringLiteral("Serial No.")).toString() == serial)
+            return record.value(QStringLiteral("Extended ID")).toString();
+    }
+    return {};
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
+    int first = 1;
+    if (argc > 1 && (std::strcmp(argv[1], "gige") == 0 || std::strcmp(argv[1], "usb3") == 0))
+    {
+        g_usb = std::strcmp(argv[1], "usb3") == 0;
+        first = 2;
+    }
+    const char* preloaded = std::getenv("LD_PRELOAD");
+    if (g_usb && !(preloaded && std::strstr(preloaded, "libpellix-virtual-usb")))
+    {
+        // Aravis must find the virtual bus, not the real one.
+        setenv("LD_PRELOAD", PELLIX_VIRTUAL_USB_PRELOAD, 1);
+        execv("/proc/self/exe", argv);
+        std::perror("cannot start again with the libusb stand-in");
+        return 1;
+    }
     QString reason;
     if (!NetworkNamespace::Enter({QString::fromLatin1(kAddress)}, reason))
     {
@@ -118,19 +158,23 @@ int main(int argc, char** argv)
     sched_setaffinity(0, sizeof one, &one);
 
     QCoreApplication app(argc, argv);
-    const int rounds = argc > 1 ? std::max(1, std::atoi(argv[1])) : 3;
+    const int rounds = argc > first ? std::max(1, std::atoi(argv[first])) : 3;
     QTemporaryDir dir;
     const QString description = dir.filePath(QStringLiteral("bench.txt"));
     QFile file(description);
-    if (!file.open(QIODevice::WriteOnly) || file.write(kDescription) < 0)
+    if (!file.open(QIODevice::WriteOnly) ||
+        file.write(QString::fromLatin1(kDescription).arg(g_usb ? "usb3" : "gige").toLatin1()) < 0)
         return 1;
     file.close();
 
-    CameraProcess camera(QStringLiteral(PELLIX_VIRTUAL_CAMERA),
-                         {QStringLiteral("--address"), QString::fromLatin1(kAddress), QStringLiteral("--serial"),
-                          QStringLiteral("BENCH1"), QStringLiteral("--description"), description,
-                          QStringLiteral("--lifetime"), QStringLiteral("600")},
-                         QString::fromLatin1(kAddress));
+    const QString bus = dir.filePath(QStringLiteral("bus"));
+    qputenv("PELLIX_VIRTUAL_USB_DIR", bus.toLocal8Bit());
+    QStringList arguments{QStringLiteral("--serial"), QStringLiteral("BENCH1"), QStringLiteral("--description"),
+                          description, QStringLiteral("--lifetime"), QStringLiteral("600")};
+    if (!g_usb)
+        arguments << QStringLiteral("--address") << QString::fromLatin1(kAddress);
+    CameraProcess camera(QStringLiteral(PELLIX_VIRTUAL_CAMERA), arguments,
+                         g_usb ? bus + QStringLiteral("/BENCH1.usb") : QString::fromLatin1(kAddress));
     QString error;
     if (!camera.Start(error))
     {
@@ -147,7 +191,7 @@ int main(int argc, char** argv)
         auto controller = std::make_shared<ApiController>();
         controller->enableAutomaticDiscovery(true);
         PXCameraManager manager(controller);
-        const QString id = QString::fromLatin1(kExtendedId);
+        QString id = g_usb ? QString() : QString::fromLatin1(kGigEId);
         const QString local = dir.filePath(QStringLiteral("big.bin"));
         // The two sides take turns, so that both meet the same load on the machine and
         // the same discovery traffic of the running SDK.
@@ -159,7 +203,9 @@ int main(int argc, char** argv)
             // The first time, until discovery has seen the camera.
             for (;;)
             {
-                opened.reset(manager.Open(id));
+                if (id.isEmpty())
+                    id = extendedIdOf(*controller, QStringLiteral("BENCH1"));
+                opened.reset(id.isEmpty() ? nullptr : manager.Open(id));
                 if (opened || waited.elapsed() > 15000)
                     break;
                 QThread::msleep(200);
@@ -192,8 +238,8 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "a transfer failed\n");
         return 1;
     }
-    std::printf("16 MiB over GigE Vision on loopback, client and camera on one processor, best of %d rounds\n",
-                rounds);
+    std::printf("16 MiB over %s, client and camera on one processor, best of %d rounds\n",
+                g_usb ? "USB3 Vision on the virtual USB bus" : "GigE Vision on loopback", rounds);
     std::printf("%-10s %14s %22s %8s\n", "direction", "PXCamera MB/s", "raw arv memory MB/s", "ratio");
     std::printf("%-10s %14.1f %22.1f %8.2f\n", "download", megabytesPerSecond(download), megabytesPerSecond(rawRead),
                 rawRead / download);

@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
-# Fuzzes the virtual camera's control message handling, stream packet resends included,
-# with libFuzzer (clang, with AddressSanitizer and UndefinedBehaviorSanitizer) for a
-# bounded time, in a build directory of its own. Skips, saying why, when clang or its
-# fuzzer runtime is missing.
+# Fuzzes the virtual cameras' control message handling (GigE Vision with its stream
+# packet resends, and USB3 Vision with the libusb stand-in's parsing) with libFuzzer
+# (clang, with AddressSanitizer and UndefinedBehaviorSanitizer) for a bounded time
+# each, in a build directory of its own. Skips, saying why, when clang or its fuzzer
+# runtime is missing.
 #
-#   scripts/fuzz.sh [SECONDS]      (default 60)
+#   scripts/fuzz.sh [SECONDS]      (default 60, for each target)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds="${1:-60}"
@@ -27,7 +28,7 @@ cmake -S . -B "$build" -G Ninja -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=cl
     -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPELLIX_FUZZ=ON \
     -DCMAKE_CXX_FLAGS="-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=undefined" \
     -DCMAKE_EXE_LINKER_FLAGS="-fsanitize=address,undefined" >/dev/null
-cmake --build "$build" --target fuzz_gvcp_handler
+cmake --build "$build" --target fuzz_gvcp_handler fuzz_usb3
 corpus="$build/fuzz-corpus"
 if [ ! -d "$corpus" ]; then
     # Starting points: records of a sender/time byte, a 16-bit length and a message.
@@ -44,3 +45,22 @@ fi
 export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1}"
 export UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}"
 "$build/tests/virtualcameras/gige/fuzz_gvcp_handler" -max_total_time="$seconds" -max_len=4096 -print_final_stats=1 "$corpus"
+
+corpus="$build/fuzz-corpus-usb3"
+if [ ! -d "$corpus" ]; then
+    # Starting points: records of a kind and time byte, a 16-bit length and the bytes.
+    mkdir -p "$corpus"
+    # A read of the manufacturer name.
+    printf '\x00\x00\x18\x55\x33\x56\x43\x00\x40\x00\x08\x0c\x00\x01\x00\x04\x00\x00\x00\x00\x00\x00\x00\x00\x00\x40\x00\xff' \
+        >"$corpus/read"
+    # A write of the user-defined name.
+    printf '\x00\x00\x18\x55\x33\x56\x43\x00\x40\x02\x08\x0c\x00\x02\x00\x84\x01\x00\x00\x00\x00\x00\x00\x61\x62\x63\x00\xff' \
+        >"$corpus/write"
+    # A reply as a device sends it, and a configuration descriptor with one interface.
+    printf '\x01\x00\x1c\x50\x58\x56\x55\x01\x81\x00\x00\x01\x00\x00\x00\x0c\x00\x00\x00\x00\x00\x00\x00\x04\x00\x00\x00\x61\x62\x63\x64' \
+        >"$corpus/reply"
+    printf '\x02\x00\x19\x09\x02\x19\x00\x01\x01\x00\xc0\x00\x09\x04\x00\x00\x01\xef\x05\x00\x00\x07\x05\x81\x02\x00\x04\x00' \
+        >"$corpus/config"
+    printf '\x03\x00\x10\x90\x01\x02\x2c\x01\x00\x00\x05\x02\x41\x42\x43\x44\x45\x46\x47' >"$corpus/stream"
+fi
+"$build/tests/virtualcameras/usb3/fuzz_usb3" -max_total_time="$seconds" -max_len=4096 -print_final_stats=1 "$corpus"

@@ -33,7 +33,8 @@ cmake -S . -B "$build" -G Ninja \
     -DCMAKE_SKIP_INSTALL_ALL_DEPENDENCY=ON \
     -DCMAKE_CXX_FLAGS="$flags" \
     -DCMAKE_C_FLAGS="$cflags" \
-    -DCMAKE_EXE_LINKER_FLAGS="$ldflags" >/dev/null
+    -DCMAKE_EXE_LINKER_FLAGS="$ldflags" \
+    -DCMAKE_SHARED_LINKER_FLAGS="$ldflags" >/dev/null
 cmake --build "$build" --target pellix_package_contents --parallel "$(nproc)"
 
 rm -f "$build"/*.deb

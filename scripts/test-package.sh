@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # Tests the Debian package the way a user meets it: unpacks it, checks the desktop
 # entry, the AppStream metainfo, the icons and the manual pages, runs the installed
-# pellix-fa and pellix-virtual-camera, starts the installed window on the demo
-# simulator under Xvfb and takes a screenshot (build-package/window.png), then removes
-# the package again.
+# pellix-fa and pellix-virtual-camera (a virtual USB3 Vision camera too, through the
+# installed libusb stand-in), starts the installed window on the demo simulator under
+# Xvfb and takes a screenshot (build-package/window.png), then removes the package
+# again.
 #
 #   scripts/test-package.sh [--system] [PACKAGE.deb]
 #
@@ -188,6 +189,26 @@ grep "^usage: pellix-virtual-camera" "$work/vcam-help" >/dev/null || fail "pelli
 "$bin/pellix-virtual-camera" --serial 40100271 --print-xml >"$work/vcam-xml" || fail "pellix-virtual-camera --print-xml failed"
 grep "<RegisterDescription" "$work/vcam-xml" >/dev/null || fail "pellix-virtual-camera --print-xml"
 echo "ok   pellix-virtual-camera --help and --print-xml"
+
+# The demo's USB3 Vision camera on a virtual USB bus, listed by pellix-fa through the
+# installed stand-in. Without the simulator Aravis discovers on every network
+# interface: this runs in a network namespace that has only loopback, or not at all.
+standin=$(find "$root/usr/lib" -name libpellix-virtual-usb.so)
+[ -f "$standin" ] || fail "the libusb stand-in is not installed"
+if unshare -rn true 2>/dev/null; then
+    mkdir -p "$work/bus"
+    env -u GRB_SIMULATOR PELLIX_VIRTUAL_USB_DIR="$work/bus" unshare -rn sh -c '
+        ip link set lo up
+        "$1/pellix-virtual-camera" --serial 22031577 --lifetime 60 >/dev/null & camera=$!
+        for _ in $(seq 1 50); do [ -S "$PELLIX_VIRTUAL_USB_DIR/22031577.usb" ] && break; sleep 0.1; done
+        LD_PRELOAD="$2" "$1/pellix-fa" ls 22031577 >"$3" 2>&1; status=$?
+        kill $camera
+        exit $status' sh "$bin" "$standin" "$work/usb" || { cat "$work/usb"; fail "pellix-fa ls on the virtual USB3 Vision camera"; }
+    grep -q "gamma22.lut" "$work/usb" || { cat "$work/usb"; fail "the virtual USB3 Vision camera's files are not listed"; }
+    echo "ok   pellix-fa on a virtual USB3 Vision camera through the installed libusb stand-in"
+else
+    echo "skip the virtual USB3 Vision camera: no network namespace can be made here"
+fi
 
 # The window, with a fresh account's folders.
 export HOME=$work/home XDG_CONFIG_HOME=$work/home/.config XDG_RUNTIME_DIR=$work/runtime

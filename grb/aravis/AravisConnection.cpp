@@ -5,9 +5,15 @@
 
 #include <arv.h>
 
+#include <chrono>
+#include <cstring>
+#include <thread>
+
 namespace grb::aravis {
 
 namespace {
+
+constexpr int kLastReferenceWaits = 1000;
 
 ArvDevice* openGigE(const AravisDeviceInfo& info, GrbErrorType& err)
 {
@@ -36,6 +42,18 @@ ArvDevice* openGigE(const AravisDeviceInfo& info, GrbErrorType& err)
     return device;
 }
 
+ArvDevice* openUsb(const AravisDeviceInfo& info, GrbErrorType& err)
+{
+    GError* error = nullptr;
+    ArvDevice* device = arv_uv_device_new(info.vendor.c_str(), info.model.c_str(), info.serial.c_str(), &error);
+    // Another process has claimed the camera's interfaces: Aravis says so only in words.
+    const bool claimed = error && error->message && std::strstr(error->message, "LIBUSB_ERROR_BUSY");
+    err = AravisError::Take(error);
+    if (claimed)
+        err = AravisError::Fail(GrbErrorInvalidAccess, "another application holds the camera");
+    return device;
+}
+
 } // namespace
 
 GrbErrorType AravisConnection::Open(const AravisDeviceInfo& info, bool writable, std::function<void()> onControlLost,
@@ -46,11 +64,7 @@ GrbErrorType AravisConnection::Open(const AravisDeviceInfo& info, bool writable,
     if (info.type == GrbTransportLayerGEV)
         device = openGigE(info, err);
     else
-    {
-        GError* error = nullptr;
-        device = arv_uv_device_new(info.vendor.c_str(), info.model.c_str(), info.serial.c_str(), &error);
-        err = AravisError::Take(error);
-    }
+        device = openUsb(info, err);
     if (!device)
         return err != GrbErrorSuccess ? err : AravisError::Fail(GrbErrorTransportLayer, "the camera did not open");
 
@@ -80,11 +94,12 @@ GrbErrorType AravisConnection::Open(const AravisDeviceInfo& info, bool writable,
             channels = 0;
         }
         result->m_streamCount = channels > 0 ? static_cast<uint32_t>(channels) : 0;
-        result->m_lossHandler = g_signal_connect(device, "control-lost", G_CALLBACK(&AravisConnection::_OnControlLost),
-                                                 result->m_loss.get());
     }
     else
         result->m_streamCount = 1;
+    // A USB3 Vision camera is lost when it leaves the bus.
+    result->m_lossHandler = g_signal_connect(device, "control-lost", G_CALLBACK(&AravisConnection::_OnControlLost),
+                                             result->m_loss.get());
     connection = std::move(result);
     return GrbErrorSuccess;
 }
@@ -137,7 +152,12 @@ void AravisConnection::Close()
         g_signal_handler_disconnect(m_device, m_lossHandler);
     m_lossHandler = 0;
     g_clear_object(&m_camera);
-    // Leaves control and joins the heartbeat thread, so no loss report runs after this.
+    // Aravis reports a USB3 Vision camera gone from the bus on its event thread, holding
+    // the device while it does. Were the last reference dropped there, the device would
+    // join that very thread, and GLib aborts: the report is let finish first.
+    for (int waited = 0; waited < kLastReferenceWaits && g_atomic_int_get(&G_OBJECT(m_device)->ref_count) > 1; ++waited)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    // Leaves control and joins the heartbeat or event thread, so no loss report runs after this.
     g_object_unref(m_device);
     m_device = nullptr;
 }

@@ -20,9 +20,10 @@ namespace grb::aravis {
 class AravisConnection
 {
 public:
-    // Takes control of the camera. A GigE Vision camera that another application
-    // controls is refused with -6. onControlLost runs on Aravis's heartbeat thread,
-    // with no lock of this class held.
+    // Takes control of the camera. A camera that another application controls (GigE
+    // Vision) or has claimed (USB3 Vision) is refused with -6. onControlLost runs on
+    // Aravis's heartbeat thread (GigE Vision), or on whichever thread found the camera
+    // gone from the bus (USB3 Vision, maybe inside Run); it must take no lock of this class.
     static GrbErrorType Open(const AravisDeviceInfo& info, bool writable, std::function<void()> onControlLost,
                              std::shared_ptr<AravisConnection>& connection);
     // The GenICam engine over a register port of another transport, from the

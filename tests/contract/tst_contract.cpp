@@ -1,14 +1,17 @@
 // What every transport layer gives the SDK's caller alike: feature values and their
 // rules, device memory, single images, and the camera's file storage through the File
-// Access Control features. One set of rows, run once per transport (the first argument):
-// the simulator, the virtual GigE Vision camera and Aravis's fake camera (the two over
-// Aravis), and the simulator's GenTL producer through the GenTL layer; all but the
-// simulator in a loopback-only network namespace. The fake camera keeps no files.
+// Access Control features. One set of rows, run once per transport (the first
+// argument): the simulator, the virtual GigE Vision camera, Aravis's fake camera and the
+// virtual USB3 Vision camera (through the libusb stand-in, which CTest preloads for that
+// run), those three over Aravis, and the simulator's GenTL producer through the GenTL
+// layer; all but the simulator in a loopback-only network namespace. The fake camera
+// keeps no files.
 #include "CameraProcess.h"
 #include "FakeCamera.h"
 #include "GrbTestSupport.h"
 #include "ListRecorder.h"
 #include "NetworkNamespace.h"
+#include "VirtualUsb.h"
 
 #include "device/PXCamera.h"
 #include "device/PXDeviceFiles.h"
@@ -65,6 +68,7 @@ enum class Transport
     Simulator,
     VirtualCamera,
     FakeCamera,
+    VirtualUsb3,
     Gentl
 };
 Transport g_transport = Transport::Simulator;
@@ -270,9 +274,11 @@ private:
 void TestContract::_StartCamera(QString& error)
 {
     const QString description = m_dir.filePath(QStringLiteral("cameras.txt"));
+    QByteArray text = kDescription;
+    if (g_transport == Transport::VirtualUsb3)
+        text.replace("transport=gige", "transport=usb3");
     QFile file(description);
     // Away long enough after a reset for the GenTL layer's next look to notice.
-    QByteArray text = kDescription;
     if (g_transport == Transport::Gentl)
         text.replace("reset-delay=50", "reset-delay=1500");
     if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size())
@@ -283,7 +289,17 @@ void TestContract::_StartCamera(QString& error)
         qputenv("PELLIX_GENTL_DESCRIPTION", QFile::encodeName(description));
         qputenv("GRB_GENTL_PRODUCER", PELLIX_GENTL_PRODUCER);
     }
-    if (g_transport == Transport::VirtualCamera)
+    if (g_transport == Transport::VirtualUsb3)
+    {
+        const QString bus = m_dir.filePath(QStringLiteral("bus"));
+        qputenv("PELLIX_VIRTUAL_USB_DIR", bus.toLocal8Bit());
+        m_virtual = std::make_unique<CameraProcess>(
+            QStringLiteral(PELLIX_VIRTUAL_CAMERA),
+            QStringList{"--serial", "CT1", "--description", description, "--lifetime", "600", "--reset-delay", "2500"},
+            bus + QStringLiteral("/CT1.usb"));
+        m_virtual->Start(error);
+    }
+    else if (g_transport == Transport::VirtualCamera)
     {
         m_virtual = std::make_unique<CameraProcess>(
             QStringLiteral(PELLIX_VIRTUAL_CAMERA),
@@ -306,6 +322,8 @@ void TestContract::initTestCase()
         QSKIP(qPrintable(m_skipReason));
     if (g_transport == Transport::FakeCamera && FakeCamera::Program().isEmpty())
         QSKIP("arv-fake-gv-camera-0.8 is not installed (Debian package aravis-tools)");
+    if (g_transport == Transport::VirtualUsb3)
+        QVERIFY2(VirtualUsbLoaded(), "the libusb stand-in is not preloaded: this run would reach the real USB bus");
     QString error;
     _StartCamera(error);
     QVERIFY2(error.isEmpty(), qPrintable(error));
@@ -584,11 +602,13 @@ void TestContract::memory()
 
 void TestContract::memoryOutsideTheAddressSpace()
 {
+    // GigE Vision addresses are 32 bits wide, USB3 Vision ones 64.
+    const bool wide = g_transport == Transport::VirtualUsb3;
     uint8_t bytes[4] = {};
     uint32_t done = 7;
-    QCOMPARE(m_camera->ReadMemory(0xFFFFFFFEull, bytes, 4, done), GrbErrorBadParameter);
+    QCOMPARE(m_camera->ReadMemory(wide ? ~0ull - 1 : 0xFFFFFFFEull, bytes, 4, done), GrbErrorBadParameter);
     QCOMPARE(done, 0u);
-    QCOMPARE(m_camera->WriteMemory(0x100000000ull, bytes, 4, done), GrbErrorBadParameter);
+    QCOMPARE(m_camera->WriteMemory(wide ? ~0ull - 2 : 0x100000000ull, bytes, 4, done), GrbErrorBadParameter);
     QCOMPARE(m_camera->ReadMemory(kScratch, nullptr, 4, done), GrbErrorBadParameter);
 }
 
@@ -853,11 +873,13 @@ int main(int argc, char** argv)
         g_transport = Transport::VirtualCamera;
     else if (transport == "fake-camera")
         g_transport = Transport::FakeCamera;
+    else if (transport == "virtual-usb3")
+        g_transport = Transport::VirtualUsb3;
     else if (transport == "gentl")
         g_transport = Transport::Gentl;
     else if (transport != "simulator")
     {
-        std::fprintf(stderr, "usage: %s simulator|virtual-camera|fake-camera|gentl [QtTest options]\n", argv[0]);
+        std::fprintf(stderr, "usage: %s simulator|virtual-camera|fake-camera|virtual-usb3|gentl [QtTest options]\n", argv[0]);
         return 2;
     }
     // No producer of this machine's joins in.

@@ -5,9 +5,9 @@ CameraHolder::~CameraHolder()
     Release();
 }
 
-bool CameraHolder::Hold(const QString& address, QString& error)
+bool CameraHolder::Hold(const QString& camera, QString& error)
 {
-    return Hold(QStringLiteral(ARAVIS_CAMERA_HOLDER), {address}, error);
+    return Hold(QStringLiteral(ARAVIS_CAMERA_HOLDER), {camera}, error);
 }
 
 bool CameraHolder::Hold(const QString& program, const QStringList& arguments, QString& error)

@@ -2,6 +2,7 @@
 
 #include "aravis/GvcpClient.h"
 
+#include <Rendezvous.h>
 #include <gvcp/GvcpProtocol.h>
 
 #include <QElapsedTimer>
@@ -14,6 +15,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <memory>
 #include <vector>
 
 namespace {
@@ -83,11 +85,25 @@ bool CameraProcess::Start(QString& error)
 
     QElapsedTimer timer;
     timer.start();
-    grb::aravis::GvcpClient gvcp(m_address.toStdString());
+    const bool usb = m_address.startsWith('/');
+    std::unique_ptr<grb::aravis::GvcpClient> gvcp;
+    if (!usb)
+        gvcp = std::make_unique<grb::aravis::GvcpClient>(m_address.toStdString());
+    auto answers = [&] {
+        if (usb)
+        {
+            const int device = vusb::Rendezvous::Connect(m_address.toStdString());
+            if (device >= 0)
+                close(device);
+            QThread::msleep(device >= 0 ? 0 : 20);
+            return device >= 0;
+        }
+        uint32_t privilege = 0;
+        return gvcp->ReadRegister(grb::gvcp::kControlChannelPrivilege, privilege) == GrbErrorSuccess;
+    };
     while (timer.elapsed() < kStartPatienceMs)
     {
-        uint32_t privilege = 0;
-        if (gvcp.ReadRegister(grb::gvcp::kControlChannelPrivilege, privilege) == GrbErrorSuccess)
+        if (answers())
             return true;
         if (waitpid(m_pid, nullptr, WNOHANG) == m_pid)
         {

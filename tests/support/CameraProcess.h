@@ -1,5 +1,5 @@
-// A GigE Vision camera program as a child process answering on one loopback address.
-// It dies with the test.
+// A camera program as a child process: a GigE Vision camera answering on a loopback
+// address, or a virtual USB device whose socket is at a path. It dies with the test.
 #ifndef TESTS_ARAVIS_CAMERAPROCESS_H
 #define TESTS_ARAVIS_CAMERAPROCESS_H
 
@@ -11,6 +11,7 @@
 class CameraProcess
 {
 public:
+    // address: a loopback IPv4 address, or the path of a virtual USB device's socket.
     CameraProcess(QString program, QStringList arguments, QString address);
     ~CameraProcess();
     CameraProcess(const CameraProcess&) = delete;

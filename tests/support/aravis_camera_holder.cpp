@@ -1,5 +1,6 @@
-// Takes control of the GigE Vision camera at the given address through Aravis, says
-// "held", and keeps it until its input closes or a minute has passed.
+// Takes control of a camera through Aravis, says "held", and keeps it until its input
+// closes or a minute has passed: the GigE Vision camera at an IPv4 address, or any
+// other camera by its Aravis id (a USB3 Vision camera's interfaces are then claimed).
 #include <arv.h>
 
 #include <poll.h>
@@ -11,17 +12,16 @@ int main(int argc, char** argv)
 {
     if (argc != 2)
     {
-        std::fprintf(stderr, "usage: %s CAMERA-IPV4-ADDRESS\n", argv[0]);
+        std::fprintf(stderr, "usage: %s CAMERA-IPV4-ADDRESS|ARAVIS-ID\n", argv[0]);
         return 2;
     }
     // On loopback the camera's own address is also the local one.
     GInetAddress* address = g_inet_address_new_from_string(argv[1]);
-    if (!address)
-        return 2;
     GError* error = nullptr;
-    ArvDevice* device = arv_gv_device_new(address, address, &error);
-    g_object_unref(address);
-    if (!device || !arv_gv_device_is_controller(ARV_GV_DEVICE(device)))
+    ArvDevice* device = address ? arv_gv_device_new(address, address, &error) : arv_open_device(argv[1], &error);
+    if (address)
+        g_object_unref(address);
+    if (!device || (address && !arv_gv_device_is_controller(ARV_GV_DEVICE(device))))
     {
         std::fprintf(stderr, "no control: %s\n", error ? error->message : "another application holds it");
         if (error)

@@ -263,9 +263,9 @@ uint16_t VirtualDevice::_WriteRegister(SimDevice& device, const RegisterMap::Reg
         const uint32_t inside = offset < length ? std::min(count, length - offset) : 0;
         return inside ? StatusOf(features.SetRawPart(name, offset, data, inside)) : status::kSuccess;
     }
-    // Any other register is written whole, in one message: its length, or its word-rounded
-    // extent where the transport moves whole words.
-    if (offset != 0 || (count != r.span && count != r.length))
+    // Any other register is written whole, in one message: its length, or, where the
+    // transport rounds lengths up to words (GigE Vision), its span.
+    if (offset != 0 || (count != r.length && count != r.span))
         return status::kInvalidParameter;
     GrbErrorType err = GrbErrorSuccess;
     switch (r.type)

@@ -6,8 +6,9 @@
 #include "GvcpHandler.h"
 #include "GvcpServer.h"
 #include "StreamChannel.h"
-#include "VirtualCameraOptions.h"
 
+#include <ServedCamera.h>
+#include <VirtualCameraOptions.h>
 #include <sim/SimWorld.h>
 
 #include <atomic>
@@ -23,6 +24,8 @@ class VirtualCamera
 public:
     // Null with the reason when the options name no camera that can be served.
     static std::unique_ptr<VirtualCamera> Create(const VirtualCameraOptions& options, std::string& error);
+    static std::unique_ptr<VirtualCamera> Create(ServedCamera served, const VirtualCameraOptions& options,
+                                                 std::string& error);
     VirtualCamera(const VirtualCamera&) = delete;
     VirtualCamera& operator=(const VirtualCamera&) = delete;
 

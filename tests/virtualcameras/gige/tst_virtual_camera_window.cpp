@@ -1,11 +1,13 @@
-// The window end to end over the real GigE Vision transport: the main window without
-// the simulator switch, inside a loopback-only network namespace, opens the virtual
-// camera, downloads a file, uploads it back under a new name, reads that back and
-// deletes it.
+// The window end to end over a real transport, GigE Vision or USB3 Vision (the first
+// argument): the main window without the simulator switch, inside a loopback-only
+// network namespace, opens the virtual camera, downloads a file, uploads it back under a
+// new name, reads that back and deletes it. The USB3 Vision cameras sit on the virtual
+// USB bus, through the libusb stand-in CTest preloads for that run.
 #include "SelectCamera.h"
 #include "DialogScript.h"
 #include "CameraProcess.h"
 #include "NetworkNamespace.h"
+#include "VirtualUsb.h"
 
 #include "app/MainWindow.h"
 #include "assistant/PXCFileAccess.h"
@@ -28,9 +30,11 @@ namespace {
 constexpr int kPatienceMs = 20000;
 
 const char* const kDescription =
-    "camera id=VW model=qda640MXGE serial=VW1 name=\"Virtual W\" transport=gige capacity=16777216\n"
+    "camera id=VW model=qda640MXGE serial=VW1 name=\"Virtual W\" transport=TRANSPORT capacity=16777216\n"
     "file selector=Userfile name=calibration.bin size=150000 seed=9\n"
-    "camera id=VX model=qda640MXGE serial=VX1 name=\"Virtual X\" transport=gige\n";
+    "camera id=VX model=qda640MXGE serial=VX1 name=\"Virtual X\" transport=TRANSPORT\n";
+
+bool g_usb = false;
 
 QByteArray readLocal(const QString& path)
 {
@@ -85,23 +89,33 @@ void TestVirtualCameraWindow::initTestCase()
 {
     if (!m_skipReason.isEmpty())
         QSKIP(qPrintable(m_skipReason));
+    if (g_usb)
+        QVERIFY2(VirtualUsbLoaded(), "the libusb stand-in is not preloaded: this run would reach the real USB bus");
     qunsetenv("GRB_SIMULATOR");
     QStandardPaths::setTestModeEnabled(true);
+    const QString bus = m_dir.filePath("bus");
+    qputenv("PELLIX_VIRTUAL_USB_DIR", bus.toLocal8Bit());
     const QString description = m_dir.filePath("cameras.txt");
     QFile file(description);
-    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(kDescription) > 0);
+    QVERIFY(file.open(QIODevice::WriteOnly) &&
+            file.write(QByteArray(kDescription).replace("TRANSPORT", g_usb ? "usb3" : "gige")) > 0);
     file.close();
-    m_camera = std::make_unique<CameraProcess>(
-        QStringLiteral(PELLIX_VIRTUAL_CAMERA),
-        QStringList{"--address", "127.0.0.1", "--serial", "VW1", "--description", description, "--lifetime", "300"},
-        QStringLiteral("127.0.0.1"));
-    QString error;
-    QVERIFY2(m_camera->Start(error), qPrintable(error));
-    m_other = std::make_unique<CameraProcess>(
-        QStringLiteral(PELLIX_VIRTUAL_CAMERA),
-        QStringList{"--address", "127.0.0.2", "--serial", "VX1", "--description", description, "--lifetime", "300"},
-        QStringLiteral("127.0.0.2"));
-    QVERIFY2(m_other->Start(error), qPrintable(error));
+    // A GigE Vision camera answers on a loopback address, a USB3 Vision one at its socket.
+    auto start = [&](const QString& serial, const QString& address) {
+        QStringList arguments{"--serial", serial, "--description", description, "--lifetime", "300"};
+        if (!g_usb)
+            arguments << "--address" << address;
+        auto camera = std::make_unique<CameraProcess>(QStringLiteral(PELLIX_VIRTUAL_CAMERA), arguments,
+                                                      g_usb ? bus + "/" + serial + ".usb" : address);
+        QString error;
+        if (!camera->Start(error))
+            qWarning("%s", qPrintable(error));
+        return camera->IsRunning() ? std::move(camera) : nullptr;
+    };
+    m_camera = start(QStringLiteral("VW1"), QStringLiteral("127.0.0.1"));
+    QVERIFY(m_camera);
+    m_other = start(QStringLiteral("VX1"), QStringLiteral("127.0.0.2"));
+    QVERIFY(m_other);
 }
 
 void TestVirtualCameraWindow::cleanupTestCase()
@@ -174,7 +188,9 @@ void TestVirtualCameraWindow::anotherCameraLeaves()
 
     m_other->Stop();
     QTRY_VERIFY_WITH_TIMEOUT(!removed.isEmpty(), kPatienceMs);
-    QCOMPARE(removed.first().at(0).toString(), QStringLiteral("GEV::Zorvan Technologies-qda640MXGE-VX1"));
+    const QString gone = removed.first().at(0).toString();
+    QVERIFY2(gone.startsWith(g_usb ? "U3V::Zorvan Technologies-" : "GEV::Zorvan Technologies-") && gone.endsWith("-VX1"),
+             qPrintable(gone));
     QVERIFY(m_panel->isVisible());
     const QString target = m_dir.filePath("after");
     QVERIFY(QDir().mkpath(target));
@@ -193,6 +209,16 @@ void TestVirtualCameraWindow::anotherCameraLeaves()
 
 int main(int argc, char** argv)
 {
+    const QByteArray transport = argc > 1 ? QByteArray(argv[1]) : QByteArray();
+    if (transport != "window-gige" && transport != "window-usb3")
+    {
+        std::fprintf(stderr, "usage: %s window-gige|window-usb3 [QtTest options]\n", argv[0]);
+        return 2;
+    }
+    g_usb = transport == "window-usb3";
+    argv[1] = argv[0];
+    ++argv;
+    --argc;
     QString reason;
     const bool isolated = NetworkNamespace::Enter({QStringLiteral("127.0.0.2")}, reason);
     QApplication app(argc, argv);

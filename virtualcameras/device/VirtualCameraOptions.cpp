@@ -22,9 +22,11 @@ bool toNumber(const std::string& text, long long min, long long max, long long& 
 
 const char* VirtualCameraOptions::Usage()
 {
-    return "usage: pellix-virtual-camera --address 127.X.Y.Z --serial SERIAL [options]\n"
-           "Serves one simulated camera over GigE Vision, control and image stream, on a loopback address.\n"
-           "  --address ADDR           loopback IPv4 address to answer on (port 3956)\n"
+    return "usage: pellix-virtual-camera --serial SERIAL [--address 127.X.Y.Z] [options]\n"
+           "Serves one simulated camera over its own transport, control and image stream: a GigE\n"
+           "Vision camera on a loopback address, a USB3 Vision camera as a virtual USB device in\n"
+           "$PELLIX_VIRTUAL_USB_DIR.\n"
+           "  --address ADDR           loopback IPv4 address to answer on (port 3956), GigE Vision only\n"
            "  --serial SERIAL          the camera to serve: serial number, id or extended id\n"
            "  --description FILE       simulator description to take the camera from (default: the demo set)\n"
            "  --buffer BYTES           size of FileAccessBuffer and largest FileAccessLength\n"
@@ -41,7 +43,6 @@ bool VirtualCameraOptions::Parse(const std::vector<std::string>& arguments, Virt
                                  std::string& error)
 {
     options = VirtualCameraOptions();
-    bool haveAddress = false;
     for (size_t i = 0; i < arguments.size(); ++i)
     {
         const std::string& option = arguments[i];
@@ -89,7 +90,6 @@ bool VirtualCameraOptions::Parse(const std::vector<std::string>& arguments, Virt
                 error = value + " is not a loopback address (127.x.y.z)";
                 return false;
             }
-            haveAddress = true;
         }
         else if (option == "--serial")
             options.serial = value;
@@ -143,9 +143,9 @@ bool VirtualCameraOptions::Parse(const std::vector<std::string>& arguments, Virt
             options.lifetimeSeconds = static_cast<unsigned>(number);
         }
     }
-    if (options.serial.empty() || (!haveAddress && !options.printXml))
+    if (options.serial.empty())
     {
-        error = "--address and --serial are required";
+        error = "--serial is required";
         return false;
     }
     return true;
