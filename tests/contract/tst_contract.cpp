@@ -33,11 +33,12 @@ file selector=Userfile name=hello.txt text="hello camera\n"
 feature name=SensorWidth type=int value=2048 min=0 max=65535 access=ro
 feature name=Width type=int value=512 min=16 max=2048 inc=16
 feature name=OffsetX type=int value=0 min=0 max=2048 access=ro
-feature name=Gain type=float value=0 min=0 max=10 inc=0.5
+feature name=Gain type=float value=0 min=0 max=10 inc=0.1
 feature name=ExposureTime type=float value=5000 min=10 max=1000000
 feature name=PixelFormat type=enum entries=Mono8:17301505,BayerRG8:17301513,RGB8:35127316:unavailable,Mono16:17825799 value=Mono8
 feature name=ReverseX type=bool
 feature name=WriteOnlyValue type=int min=0 max=100 access=wo
+feature name=Counter type=int value=1 min=1 max=101 inc=5
 feature name=AcquisitionStop type=command
 feature name=TestRaw type=raw length=37
 feature name=TestRawReadOnly type=raw length=8 access=ro
@@ -71,61 +72,6 @@ GrbCPP::GrbSystem& sdk()
     return GrbCPP::GrbSystem::GetInstance();
 }
 
-// Writes value by the kind named ("int", "float", "bool", "text") and reads it back the
-// same way into readBack.
-GrbErrorType writeAs(GrbCPP::FeatureContainer& camera, const char* name, const QString& kind, const QString& value)
-{
-    if (kind == "int")
-        return SetFeature(camera, name, int64_t(value.toLongLong()));
-    if (kind == "float")
-        return SetFeature(camera, name, value == "nan" ? std::nan("") : value.toDouble());
-    if (kind == "bool")
-        return SetFeature(camera, name, value == "true");
-    return SetFeature(camera, name, value.toUtf8().constData());
-}
-
-QString readAs(const GrbCPP::FeatureContainer& camera, const char* name, const QString& kind, GrbErrorType* err = nullptr)
-{
-    GrbErrorType e = GrbErrorSuccess;
-    QString text;
-    if (kind == "int")
-    {
-        int64_t v = 0;
-        e = GetFeature(camera, name, v);
-        text = QString::number(v);
-    }
-    else if (kind == "float")
-    {
-        double v = 0;
-        e = GetFeature(camera, name, v);
-        text = QString::number(v);
-    }
-    else if (kind == "bool")
-    {
-        bool v = false;
-        e = GetFeature(camera, name, v);
-        text = v ? "true" : "false";
-    }
-    else if (kind == "raw")
-    {
-        unsigned char bytes[64];
-        unsigned int length = sizeof bytes;
-        GrbCPP::FeaturePtr feature;
-        e = camera.GetFeatureByName(name, feature);
-        if (e == GrbErrorSuccess)
-            e = feature->GetValue(bytes, length);
-    }
-    else
-    {
-        std::string v;
-        e = GetFeatureText(camera, name, v);
-        text = QString::fromStdString(v);
-    }
-    if (err)
-        *err = e;
-    return text;
-}
-
 GrbErrorType setRaw(GrbCPP::FeatureContainer& camera, const char* name, const QByteArray& bytes)
 {
     GrbCPP::FeaturePtr feature;
@@ -146,21 +92,6 @@ QByteArray getRaw(const GrbCPP::FeatureContainer& camera, const char* name)
     return feature->GetValue(reinterpret_cast<unsigned char*>(bytes.data()), length) == GrbErrorSuccess
                ? bytes.left(int(length))
                : "(unreadable)";
-}
-
-QByteArray readMemory(const GrbCPP::Camera& camera, uint64_t address, int size)
-{
-    QByteArray data(size, '\0');
-    uint32_t done = 0;
-    return camera.ReadMemory(address, data.data(), uint32_t(size), done) == GrbErrorSuccess && done == uint32_t(size)
-               ? data
-               : QByteArray("(unreadable)");
-}
-
-GrbErrorType writeMemory(GrbCPP::Camera& camera, uint64_t address, const QByteArray& data)
-{
-    uint32_t done = 0;
-    return camera.WriteMemory(address, data.constData(), uint32_t(data.size()), done);
 }
 
 // One File Access Control operation as a client runs it: "select SELECTOR [NAME]",
@@ -363,10 +294,14 @@ void TestContract::writesAndReadBack_data()
     QTest::newRow("integer above its maximum") << "Width" << "int" << "2064" << -11 << "";
     QTest::newRow("integer below its minimum") << "Width" << "int" << "0" << -11 << "";
     QTest::newRow("integer off its increment") << "Width" << "int" << "250" << -11 << "";
+    QTest::newRow("increment counted from the minimum") << "Counter" << "int" << "16" << 0 << "16";
+    QTest::newRow("a multiple of the increment only") << "Counter" << "int" << "15" << -11 << "";
     QTest::newRow("read-only integer") << "SensorWidth" << "int" << "100" << -6 << "";
     QTest::newRow("locked integer") << "OffsetX" << "int" << "0" << -6 << "";
     QTest::newRow("float on its increment") << "Gain" << "float" << "2.5" << 0 << "2.5";
-    QTest::newRow("float off its increment") << "Gain" << "float" << "2.2" << -11 << "";
+    QTest::newRow("float off its increment") << "Gain" << "float" << "2.25" << -11 << "";
+    QTest::newRow("float on a step that is not exact") << "Gain" << "float" << "0.3" << 0 << "0.3";
+    QTest::newRow("float at its minimum") << "Gain" << "float" << "0" << 0 << "0";
     QTest::newRow("float above its maximum") << "Gain" << "float" << "10.5" << -11 << "";
     QTest::newRow("float below its minimum") << "Gain" << "float" << "-0.5" << -11 << "";
     QTest::newRow("float without increment") << "ExposureTime" << "float" << "1234" << 0 << "1234";
@@ -380,6 +315,7 @@ void TestContract::writesAndReadBack_data()
     QTest::newRow("unknown value") << "PixelFormat" << "int" << "42" << -11 << "";
     QTest::newRow("boolean") << "ReverseX" << "bool" << "true" << 0 << "true";
     QTest::newRow("string") << "DeviceUserID" << "text" << "Left" << 0 << "Left";
+    QTest::newRow("empty string") << "DeviceUserID" << "text" << "" << 0 << "";
     QTest::newRow("string too long") << "DeviceUserID" << "text" << "Longer than sixteen" << -11 << "";
     QTest::newRow("read-only string") << "DeviceVendorName" << "text" << "Other" << -6 << "";
     QTest::newRow("write-only integer") << "WriteOnlyValue" << "int" << "7" << 0 << "";
@@ -401,12 +337,10 @@ void TestContract::writesAndReadBack()
 
     const QByteArray name = feature.toLatin1();
     GrbErrorType readable = GrbErrorSuccess;
-    const QString before = readAs(*m_camera, name, kind, &readable);
-    QCOMPARE(writeAs(*m_camera, name, kind, value), code);
-    if (code == GrbErrorSuccess && !readBack.isEmpty())
-        QCOMPARE(readAs(*m_camera, name, kind), readBack);
-    else if (readable == GrbErrorSuccess)
-        QCOMPARE(readAs(*m_camera, name, kind), before); // a refused write changes nothing
+    const QString before = ReadAs(*m_camera, name, kind, &readable);
+    QCOMPARE(WriteAs(*m_camera, name, kind, value), code);
+    if (readable == GrbErrorSuccess) // a refused write changes nothing
+        QCOMPARE(ReadAs(*m_camera, name, kind), code == GrbErrorSuccess ? readBack : before);
 }
 
 void TestContract::access_data()
@@ -441,7 +375,7 @@ void TestContract::access()
     QCOMPARE(canRead, readable);
     QCOMPARE(canWrite, writable);
     GrbErrorType err = GrbErrorSuccess;
-    readAs(*m_camera, feature.toLatin1().constData(), kind, &err);
+    ReadAs(*m_camera, feature.toLatin1().constData(), kind, &err);
     QCOMPARE(err, readable ? GrbErrorSuccess : feature == "AcquisitionStop" ? GrbErrorWrongType : GrbErrorInvalidAccess);
 }
 
@@ -459,7 +393,7 @@ void TestContract::rangesAndIncrements()
     QCOMPARE(m_camera->GetFeatureByName("Gain", f), GrbErrorSuccess);
     QCOMPARE(f->GetRange(fmin, fmax), GrbErrorSuccess);
     QCOMPARE(f->GetIncrement(finc), GrbErrorSuccess);
-    QCOMPARE(QList<double>({fmin, fmax, finc}), QList<double>({0.0, 10.0, 0.5}));
+    QCOMPARE(QList<double>({fmin, fmax, finc}), QList<double>({0.0, 10.0, 0.1}));
 
     QCOMPARE(m_camera->GetFeatureByName("ExposureTime", f), GrbErrorSuccess);
     QCOMPARE(f->GetRange(fmin, fmax), GrbErrorSuccess);
@@ -559,13 +493,13 @@ void TestContract::memory()
 
     const int span = 1100;
     const QByteArray background = Pattern(span, 1);
-    QCOMPARE(writeMemory(*m_camera, kScratch, background), GrbErrorSuccess);
+    QCOMPARE(WriteMemory(*m_camera, kScratch, background), GrbErrorSuccess);
     const QByteArray data = Pattern(size, 2);
-    QCOMPARE(writeMemory(*m_camera, kScratch + uint64_t(offset), data), GrbErrorSuccess);
-    QCOMPARE(readMemory(*m_camera, kScratch + uint64_t(offset), size), data);
+    QCOMPARE(WriteMemory(*m_camera, kScratch + uint64_t(offset), data), GrbErrorSuccess);
+    QCOMPARE(ReadMemory(*m_camera, kScratch + uint64_t(offset), size), data);
     QByteArray expected = background;
     expected.replace(offset, size, data);
-    QCOMPARE(readMemory(*m_camera, kScratch, span), expected); // nothing around it moved
+    QCOMPARE(ReadMemory(*m_camera, kScratch, span), expected); // nothing around it moved
 }
 
 void TestContract::memoryOutsideTheAddressSpace()
@@ -699,9 +633,9 @@ void TestContract::refusedOperations()
 
     for (const QString& s : setup.split(';'))
         QVERIFY2(fileStep(*m_camera, s) == GrbErrorSuccess, qPrintable(s));
-    QCOMPARE(readAs(*m_camera, "FileOperationStatus", "text"), QStringLiteral("Success"));
+    QCOMPARE(ReadAs(*m_camera, "FileOperationStatus", "text"), QStringLiteral("Success"));
     COMPARE_REFUSAL(fileStep(*m_camera, step), code);
-    QCOMPARE(readAs(*m_camera, "FileOperationStatus", "text"), QStringLiteral("Failure"));
+    QCOMPARE(ReadAs(*m_camera, "FileOperationStatus", "text"), QStringLiteral("Failure"));
 
     // Nothing else changed.
     QCOMPARE(_DeviceFile("Userfile", "hello.txt"), QByteArray("hello camera\n"));
@@ -764,7 +698,7 @@ void TestContract::badFirmwareImages()
     PXCamera camera(m_camera);
     long written = 0;
     QVERIFY(!camera.UploadBuffer(std::vector<unsigned char>(image.begin(), image.end()), "", "Firmware", &written));
-    QCOMPARE(readAs(*m_camera, "FileOperationStatus", "text"), QStringLiteral("Failure"));
+    QCOMPARE(ReadAs(*m_camera, "FileOperationStatus", "text"), QStringLiteral("Failure"));
 }
 
 void TestContract::firmwareUpdateAndReset()
@@ -774,7 +708,7 @@ void TestContract::firmwareUpdateAndReset()
     long written = 0;
     const QByteArray image = "PELLIX-FIRMWARE Firmware 3.0.1 (build 42)\n" + Pattern(5000, 8);
     QVERIFY(camera.UploadBuffer(std::vector<unsigned char>(image.begin(), image.end()), "", "Firmware", &written));
-    QCOMPARE(readAs(*m_camera, "DeviceManufacturerInfo", "text"), QStringLiteral("Firmware 1.0"));
+    QCOMPARE(ReadAs(*m_camera, "DeviceManufacturerInfo", "text"), QStringLiteral("Firmware 1.0"));
 
     const int arrivals = m_recorder->Count(true, m_id, GrbCPP::UpdateTriggerPluggedIn);
     QCOMPARE(RunCommand(*m_camera, "DeviceReset"), GrbErrorSuccess);
@@ -782,7 +716,7 @@ void TestContract::firmwareUpdateAndReset()
     QVERIFY(m_recorder->WaitFor(true, m_id, GrbCPP::UpdateTriggerPluggedIn, arrivals + 1));
     m_camera->Close();
     QCOMPARE(m_camera->Open(GrbAccessModeFull), GrbErrorSuccess);
-    QCOMPARE(readAs(*m_camera, "DeviceManufacturerInfo", "text"), QStringLiteral("Firmware 3.0.1 (build 42)"));
+    QCOMPARE(ReadAs(*m_camera, "DeviceManufacturerInfo", "text"), QStringLiteral("Firmware 3.0.1 (build 42)"));
     QCOMPARE(_DeviceFile("Userfile", "hello.txt"), QByteArray("hello camera\n")); // the storage survives
 }
 
