@@ -14,6 +14,7 @@
 #include <GrbCPP/GrbCPP.h>
 
 #include <QFileInfo>
+#include <QtEndian>
 
 #include <memory>
 
@@ -24,7 +25,6 @@ namespace {
 constexpr uint64_t kScratch = 0x1400;
 constexpr uint64_t kCommandRegister = 0x1200;
 constexpr uint64_t kRawRegister = 0x1000;
-constexpr uint32_t kRawLength = 37;
 constexpr int kPatienceMs = 10000;
 
 GrbCPP::GrbSystem& sdk()
@@ -42,26 +42,8 @@ std::string cameraText(const GrbCPP::Camera& camera, GrbErrorType (GrbCPP::Camer
 // A 32-bit register in the camera's (big-endian) byte order.
 uint32_t readRegister(const GrbCPP::Camera& camera, uint64_t address)
 {
-    uint8_t bytes[4] = {};
-    uint32_t done = 0;
-    if (camera.ReadMemory(address, bytes, 4, done) != GrbErrorSuccess)
-        return 0xDEADBEEF;
-    return uint32_t(bytes[0]) << 24 | uint32_t(bytes[1]) << 16 | uint32_t(bytes[2]) << 8 | bytes[3];
-}
-
-QByteArray readMemory(const GrbCPP::Camera& camera, uint64_t address, int size)
-{
-    QByteArray data(size, '\0');
-    uint32_t done = 0;
-    if (camera.ReadMemory(address, data.data(), static_cast<uint32_t>(size), done) != GrbErrorSuccess)
-        return {};
-    return data;
-}
-
-GrbErrorType writeMemory(GrbCPP::Camera& camera, uint64_t address, const QByteArray& data)
-{
-    uint32_t done = 0;
-    return camera.WriteMemory(address, data.constData(), static_cast<uint32_t>(data.size()), done);
+    const QByteArray bytes = ReadMemory(camera, address, 4);
+    return bytes.size() == 4 ? qFromBigEndian<quint32>(bytes.constData()) : 0xDEADBEEF;
 }
 
 std::vector<std::string> presentIds()
@@ -98,8 +80,7 @@ private slots:
     void enumerationFillsEveryField();
     void nameIsTheUserDefinedName();
     void commandIsDoneWhenItsValueChanges();
-    void rawFeature_data();
-    void rawFeature();
+    void shortRawWriteIsPadded();
     void packetSizeAdjustment();
     void singleFrame();
     void readOnlySessionRefusesWrites();
@@ -252,50 +233,22 @@ void TestAravisSdk::commandIsDoneWhenItsValueChanges()
     QCOMPARE(command->IsCommandDone(done), GrbErrorSuccess);
     QVERIFY(!done);
     // What a camera does when it finishes: the register no longer holds the command value.
-    QCOMPARE(writeMemory(*camera, kCommandRegister, QByteArray(4, '\0')), GrbErrorSuccess);
+    QCOMPARE(WriteMemory(*camera, kCommandRegister, QByteArray(4, '\0')), GrbErrorSuccess);
     QCOMPARE(command->IsCommandDone(done), GrbErrorSuccess);
     QVERIFY(done);
 }
 
-void TestAravisSdk::rawFeature_data()
+// Aravis always writes a register whole: a short write is padded with zeros.
+void TestAravisSdk::shortRawWriteIsPadded()
 {
-    QTest::addColumn<int>("length");
-    QTest::addColumn<int>("code");
-    QTest::newRow("whole register, odd length") << int(kRawLength) << 0;
-    QTest::newRow("short write is padded") << 10 << 0;
-    QTest::newRow("one byte") << 1 << 0;
-    QTest::newRow("longer than the register") << int(kRawLength) + 1 << -11;
-}
-
-void TestAravisSdk::rawFeature()
-{
-    QFETCH(int, length);
-    QFETCH(int, code);
     GrbCPP::CameraPtr camera = _Open(*m_a);
     QVERIFY(camera);
-    QCOMPARE(writeMemory(*camera, kRawRegister, QByteArray(40, '\x5a')), GrbErrorSuccess);
-
+    QCOMPARE(WriteMemory(*camera, kRawRegister, QByteArray(40, '\x5a')), GrbErrorSuccess);
     GrbCPP::FeaturePtr raw;
     QCOMPARE(camera->GetFeatureByName("TestRaw", raw), GrbErrorSuccess);
-    unsigned int size = 0;
-    QCOMPARE(raw->GetValue(static_cast<unsigned char*>(nullptr), size), GrbErrorSuccess);
-    QCOMPARE(size, kRawLength);
-
-    const QByteArray data = Pattern(length, length);
-    QCOMPARE(raw->SetValue(reinterpret_cast<const unsigned char*>(data.constData()), static_cast<unsigned int>(length)),
-             code);
-    const QByteArray expected =
-        code == GrbErrorSuccess ? data + QByteArray(int(kRawLength) - length, '\0') : QByteArray(int(kRawLength), '\x5a');
-    QByteArray read(int(kRawLength), '\0');
-    unsigned int readLength = kRawLength;
-    QCOMPARE(raw->GetValue(reinterpret_cast<unsigned char*>(read.data()), readLength), GrbErrorSuccess);
-    QCOMPARE(readLength, kRawLength);
-    QCOMPARE(read, expected);
-    QCOMPARE(readMemory(*camera, kRawRegister, int(kRawLength)), expected);
-
-    GrbCPP::FeaturePtr readOnly;
-    QCOMPARE(camera->GetFeatureByName("TestRawReadOnly", readOnly), GrbErrorSuccess);
-    QCOMPARE(readOnly->SetValue(reinterpret_cast<const unsigned char*>(data.constData()), 1), GrbErrorInvalidAccess);
+    const QByteArray data = Pattern(10, 10);
+    QCOMPARE(raw->SetValue(reinterpret_cast<const unsigned char*>(data.constData()), 10), GrbErrorSuccess);
+    QCOMPARE(ReadMemory(*camera, kRawRegister, 37), data + QByteArray(27, '\0'));
 }
 
 void TestAravisSdk::packetSizeAdjustment()
@@ -350,7 +303,7 @@ void TestAravisSdk::readOnlySessionRefusesWrites()
     int64_t width = 0;
     QCOMPARE(GetFeature(*camera, "Width", width), GrbErrorSuccess);
     QCOMPARE(SetFeature(*camera, "Width", width), GrbErrorInvalidAccess);
-    QCOMPARE(writeMemory(*camera, kScratch, QByteArray(4, '\0')), GrbErrorInvalidAccess);
+    QCOMPARE(WriteMemory(*camera, kScratch, QByteArray(4, '\0')), GrbErrorInvalidAccess);
     GrbCPP::FramePtr frame;
     QCOMPARE(camera->AcquireSingleImage(frame, 1000), GrbErrorInvalidAccess);
 }
