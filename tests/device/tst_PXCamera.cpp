@@ -1,9 +1,12 @@
-// The camera object on simulated cameras: identity, byte order, packet size, user
-// sets, the camera manager, and whole-file transfers with their progress and failures.
+// The camera object on simulated cameras: feature access by name and its
+// conversions, identity, byte order, packet size, user sets, the camera manager, and
+// whole-file transfers with their progress, failures and time-outs.
 #include "SimulatorFixture.h"
 #include "LocalFiles.h"
 
 #include "device/PXCameraManager.h"
+#include "device/PXFeatureContainerUtil.h"
+#include "device/StringToDouble.h"
 
 #include <GrbCPP/Stream.h>
 
@@ -24,6 +27,8 @@ file selector=Userfile name=f65536 size=65536 seed=2
 file selector=Userfile name=f65537 size=65537 seed=3
 file selector=Userfile name=f196608 size=196608 seed=4
 camera id=USB model=M2 transport=usb3
+feature name=EmptyRaw type=raw length=0
+feature name=Never type=command delay=-1
 camera id=TCP model=M3 transport=gige protocol=TCP
 camera id=RO model=M4 transport=usb3 access-length=ro slots=Slot
 file selector=Slot size=70000 seed=5
@@ -96,6 +101,148 @@ private slots:
         m_manager.reset();
         m_api.reset();
         m_sim.Stop();
+    }
+
+    // A value written by name (when there is one) through both function families, and
+    // read back through both; an invalid "after" means the read fails.
+    void featureValues_data()
+    {
+        QTest::addColumn<QByteArray>("name");
+        QTest::addColumn<QVariant>("input");
+        QTest::addColumn<bool>("written");
+        QTest::addColumn<bool>("viaHandle");
+        QTest::addColumn<QVariant>("after");
+        QTest::newRow("integer from text") << QByteArray("Width") << QVariant("32") << true << true
+                                           << QVariant(qlonglong(32));
+        QTest::newRow("integer off increment") << QByteArray("Width") << QVariant(17) << false << false
+                                               << QVariant(qlonglong(1024));
+        QTest::newRow("float") << QByteArray("DeviceTemperature") << QVariant() << false << false << QVariant(41.5);
+        QTest::newRow("boolean from text") << QByteArray("ReverseX") << QVariant("true") << true << true
+                                           << QVariant(true);
+        // The handle functions select entries by name only.
+        QTest::newRow("entry by int value") << QByteArray("PixelFormat") << QVariant(int(0x01100005)) << true << false
+                                            << QVariant("Mono12");
+        QTest::newRow("entry by qlonglong") << QByteArray("PixelFormat") << QVariant(qlonglong(0x01100005)) << false
+                                            << false << QVariant("Mono8");
+        QTest::newRow("unavailable entry") << QByteArray("PixelFormat") << QVariant("RGB8") << false << false
+                                           << QVariant("Mono8");
+        QTest::newRow("string") << QByteArray("DeviceUserID") << QVariant("Bay 4") << true << true << QVariant("Bay 4");
+        QTest::newRow("read-only string") << QByteArray("DeviceModelName") << QVariant() << false << false
+                                          << QVariant("M2");
+        QTest::newRow("command") << QByteArray("UserSetSave") << QVariant(1) << false << false << QVariant();
+        QTest::newRow("raw") << QByteArray("FileAccessBuffer") << QVariant() << false << false << QVariant();
+        QTest::newRow("missing") << QByteArray("Missing") << QVariant() << false << false << QVariant();
+    }
+
+    void featureValues()
+    {
+        QFETCH(QByteArray, name);
+        QFETCH(QVariant, input);
+        QFETCH(bool, written);
+        QFETCH(bool, viaHandle);
+        QFETCH(QVariant, after);
+        auto camera = open("USB");
+        GrbHandle handle = handleOf("USB");
+        if (input.isValid())
+        {
+            QCOMPARE(PXFeatureContainerUtil::SetFeatureValue(handle, name.constData(), input), viaHandle);
+            QCOMPARE(camera->cameraFeature->SetValue(name.constData(), input), written);
+        }
+        for (int family = 0; family < 2; ++family)
+        {
+            QVariant value;
+            QCOMPARE(family ? PXFeatureContainerUtil::GetFeatureValue(handle, name.constData(), value)
+                            : camera->cameraFeature->GetValue(name.constData(), value),
+                     after.isValid());
+            QCOMPARE(value, after);
+            QCOMPARE(value.userType(), after.userType());
+        }
+    }
+
+    void featureHelpers()
+    {
+        auto camera = open("USB");
+        PXCameraFeature* features = camera->cameraFeature;
+        GrbHandle handle = handleOf("USB");
+        GrbCPP::CameraPtr sdkCamera = m_api->GetCameraPtr(extendedId("USB"));
+        auto container = std::static_pointer_cast<GrbCPP::FeatureContainer>(sdkCamera);
+        // Entries: by name only, handed back as text; only the available ones are listed.
+        QVariant entry(QByteArray("Mono12"));
+        QVERIFY(PXFeatureContainerUtil::SetFeatureValueEnum(container, "PixelFormat", entry));
+        QCOMPARE(entry.userType(), int(QMetaType::QString));
+        QVERIFY(!PXFeatureContainerUtil::SetFeatureValueEnum(container, "Width", entry));
+        QVERIFY(!PXFeatureContainerUtil::GetFeatureValueEnum(container, "Width", entry));
+        QVERIFY(PXFeatureContainerUtil::SetFeatureValueEnum(handle, "PixelFormat", entry));
+        QCOMPARE(features->GetSubFeatures("PixelFormat"), (QStringList{"Mono8", "Mono12"}));
+        QCOMPARE(features->GetSubFeatures("Width"), QStringList());
+        // Presence: an absent feature is an answer, any other failure is not.
+        bool exists = true;
+        QVERIFY(features->HasFeature("Missing", exists));
+        QVERIFY(!exists);
+        bool writable = true;
+        QVERIFY(features->IsWritable("DeviceModelName", writable));
+        QVERIFY(!writable);
+        QVERIFY(!PXFeatureContainer(nullptr).HasFeature("Width", exists));
+        // Raw buffers come whole, whatever was asked for; commands run without waiting.
+        std::vector<unsigned char> bytes(3, 1);
+        QVERIFY(features->GetRegisterValue("EmptyRaw", bytes, 1));
+        QVERIFY(bytes.empty());
+        QVERIFY(features->GetRegisterValue("FileAccessBuffer", bytes, 4));
+        QCOMPARE(bytes.size(), size_t(65536));
+        QVERIFY(!features->GetRegisterValue("FileAccessBuffer", bytes, 0));
+        QVERIFY(!features->SetRegisterValue("FileAccessBuffer", {}, 1));
+        QVERIFY(features->SetCommand("Never", 0));
+        QVERIFY(PXFeatureContainerUtil::SetFeatureCommand(handle, "Never", 0));
+        QVERIFY(!features->SetCommand("Width", 0));
+        QVERIFY(!PXFeatureContainerUtil::SetFeatureValue(handle, "UserSetSave", QVariant(1)));
+        QCOMPARE(sdkCamera->Close(), GrbErrorType(GrbErrorSuccess));
+        QVERIFY(!features->HasFeature("Width", exists));
+    }
+
+    void featureRanges_data()
+    {
+        QTest::addColumn<QByteArray>("name");
+        QTest::addColumn<bool>("ok");
+        QTest::addColumn<QVariantList>("range");
+        QTest::newRow("integer") << QByteArray("Width") << true
+                                 << QVariantList{qlonglong(16), qlonglong(4096), qlonglong(16)};
+        QTest::newRow("float") << QByteArray("Gain") << true << QVariantList{0.0, 24.0, 0.1};
+        QTest::newRow("float without increment") << QByteArray("ExposureTime") << false
+                                                 << QVariantList{10.0, 1000000.0, QVariant()};
+    }
+
+    void featureRanges()
+    {
+        QFETCH(QByteArray, name);
+        QFETCH(bool, ok);
+        QFETCH(QVariantList, range);
+        auto camera = open("USB");
+        QVariant lo, hi, step;
+        QCOMPARE(camera->cameraFeature->GetFeatureRange(name.constData(), lo, hi, step), ok);
+        QCOMPARE((QVariantList{lo, hi, step}), range);
+    }
+
+    void stringToDouble_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<double>("value");
+        QTest::addColumn<bool>("ok");
+        QTest::newRow("decimal comma") << "1,5" << 1.5 << true;
+        QTest::newRow("german grouping") << "1.234,5" << 1234.5 << true;
+        QTest::newRow("german grouping only") << "1.234" << 1234.0 << true;
+        QTest::newRow("decimal point") << "2.25" << 2.25 << true;
+        QTest::newRow("neither") << "abc" << 0.0 << false;
+    }
+
+    void stringToDouble()
+    {
+        QFETCH(QString, text);
+        QFETCH(double, value);
+        QFETCH(bool, ok);
+        bool parsed = !ok;
+        QCOMPARE(StringToDouble(text, &parsed), value);
+        QCOMPARE(parsed, ok);
+        QCOMPARE(PXFeatureContainerUtil::StringToDouble(text, nullptr), value);
     }
 
     void identityAndManager()
@@ -594,7 +741,86 @@ private slots:
         QCOMPARE(writable, flags);
     }
 
+    // Command completion is polled every two seconds: the few cases that wait for it.
+    void commandCompletion_data()
+    {
+        QTest::addColumn<int>("delayMs");
+        QTest::addColumn<int>("timeoutMs");
+        QTest::addColumn<bool>("done");
+        QTest::newRow("never done, time-out 1") << -1 << 1 << false;
+        QTest::newRow("done at the second query") << 1500 << 2000 << true;
+    }
+
+    void commandCompletion()
+    {
+        QFETCH(int, delayMs);
+        QFETCH(int, timeoutMs);
+        QFETCH(bool, done);
+        auto camera = open("USB");
+        QVERIFY(m_sim.World()->SetCommandDelay("USB", "UserSetLoad", delayMs));
+        QCOMPARE(camera->cameraFeature->SetCommand("UserSetLoad", static_cast<unsigned long>(timeoutMs)), done);
+    }
+
+    void downloadWhoseOpenNeverCompletes()
+    {
+        auto camera = open("GIGE");
+        QVERIFY(m_sim.World()->SetCommandDelay("GIGE", "FileOperationExecute", -1));
+        const QString local = m_sim.Path("open.bin");
+        long written = -1;
+        QVERIFY(!camera->DownloadDeviceFile(qPrintable(local), "f196608", "Userfile", &written));
+        QCOMPARE(written, 0L);
+        QVERIFY(!IsOpenInThisProcess(local));
+        QCOMPARE(ReadLocal(local), QByteArray());
+    }
+
+    // The device leaves right after carrying out the second chunk; the wait for its
+    // completion then runs into the time-out.
+    void unplugInTheMiddle_data()
+    {
+        QTest::addColumn<bool>("download");
+        QTest::addColumn<long>("written");
+        QTest::newRow("download") << true << 65536L;
+        QTest::newRow("upload") << false << 0L;
+    }
+
+    void unplugInTheMiddle()
+    {
+        QFETCH(bool, download);
+        QFETCH(long, written);
+        auto camera = open("GIGE");
+        QSignalSpy removed(m_api.get(), &ApiController::CameraRemoved);
+        QSignalSpy spy(camera.get(), &PXCamera::updateTransferProcess);
+        m_api->enableAutomaticDiscovery(true);
+        QVERIFY(m_sim.World()->UnplugAfterChunks("GIGE", 2));
+        const QString local = m_sim.Path("unplug.bin");
+        long bytesWritten = -1;
+        if (download)
+        {
+            QVERIFY(!camera->DownloadDeviceFile(qPrintable(local), "f196608", "Userfile", &bytesWritten));
+            QVERIFY(!IsOpenInThisProcess(local));
+            QCOMPARE(ReadLocal(local).size(), int(written));
+        }
+        else
+        {
+            QVERIFY(WriteLocal(local, content(196608)));
+            QVERIFY(!camera->UploadLocalFile("up.bin", qPrintable(local), "Userfile", &bytesWritten));
+        }
+        QCOMPARE(bytesWritten, written);
+        QCOMPARE(::progress(spy, download ? "f196608" : "up.bin", download ? "Read" : "Write"), QList<qint64>{131072});
+        QVERIFY(removed.count() == 1 || removed.wait());
+        QCOMPARE(removed.at(0).at(0).value<CameraInfoMap>().value("Extended ID"), QVariant("SIM-GEV::GIGE"));
+        QVERIFY(m_manager->Close("SIM-GEV::GIGE"));
+    }
+
 private:
+    static GrbHandle handleOf(const QString& id)
+    {
+        GrbCPP::CameraPtr camera;
+        GrbHandle handle = nullptr;
+        GrbCPP::GrbSystem::GetInstance().GetCameraByID(qPrintable(extendedId(id)), camera);
+        return camera && camera->GetHandle(handle) == GrbErrorSuccess ? handle : nullptr;
+    }
+
     static QString extendedId(const QString& id)
     {
         return (id == "GIGE" || id == "TCP" ? "SIM-GEV::" : "SIM-U3V::") + id;
