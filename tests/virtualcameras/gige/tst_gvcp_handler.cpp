@@ -9,9 +9,6 @@
 
 #include <memory>
 
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 using vcam::GvcpHandler;
 using vcam::GvcpPeer;
@@ -100,7 +97,6 @@ private slots:
     void repeatedMessageIsNotCarriedOutTwice();
     void resetTakesTheCameraOffTheNetwork();
     void onlyGigEVisionCamerasAreServed();
-    void largeGeneratedFileIsHeldOnce();
 
 private:
     std::unique_ptr<vcam::VirtualCamera> _Create(const QString& serial, QString& error);
@@ -399,37 +395,6 @@ void TestGvcpHandler::onlyGigEVisionCamerasAreServed()
     QCOMPARE(error, QStringLiteral("camera VC3 is not a GigE Vision camera"));
     QVERIFY(!_Create(QStringLiteral("NOPE"), error));
     QVERIFY(error.startsWith(QStringLiteral("no camera NOPE in ")));
-}
-
-// A description may generate a file of hundreds of megabytes: the camera holds it once,
-// not once per copy of its description.
-void TestGvcpHandler::largeGeneratedFileIsHeldOnce()
-{
-    constexpr long kFileBytes = 256L << 20;
-    QTemporaryDir directory;
-    const QString description = directory.filePath(QStringLiteral("large.txt"));
-    QFile file(description);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(QStringLiteral("camera id=BIG model=Virtual serial=VC9 transport=gige capacity=%1\n"
-                              "file selector=Userfile name=big.bin size=%1 seed=1\n")
-                   .arg(kFileBytes)
-                   .toUtf8());
-    file.close();
-    const pid_t child = fork();
-    if (child == 0)
-    {
-        // No output: the program's XML goes nowhere.
-        freopen("/dev/null", "w", stdout);
-        execl(PELLIX_VIRTUAL_CAMERA, PELLIX_VIRTUAL_CAMERA, "--print-xml", "--serial", "VC9", "--description",
-              QFile::encodeName(description).constData(), static_cast<char*>(nullptr));
-        _exit(127);
-    }
-    int status = 0;
-    rusage usage{};
-    QCOMPARE(wait4(child, &status, 0, &usage), child);
-    QVERIFY(WIFEXITED(status) && WEXITSTATUS(status) == 0);
-    // ru_maxrss is in KiB. Twice the file leaves room for the program and a sanitizer.
-    QVERIFY2(usage.ru_maxrss * 1024 < 2 * kFileBytes, qPrintable(QString::number(usage.ru_maxrss)));
 }
 
 QTEST_GUILESS_MAIN(TestGvcpHandler)
