@@ -7,6 +7,7 @@
 #include "FakeCamera.h"
 #include "GrbTestSupport.h"
 #include "ListRecorder.h"
+#include "LocalFiles.h"
 #include "NetworkNamespace.h"
 
 #include "device/PXCamera.h"
@@ -101,42 +102,26 @@ GrbErrorType fileStep(GrbCPP::Camera& camera, const QString& step)
 {
     const QStringList w = step.split(' ', Qt::SkipEmptyParts);
     const QString verb = w.value(0);
-    auto execute = [&](const char* operation) {
-        GrbErrorType err = SetFeature(camera, "FileOperationSelector", operation);
-        return err != GrbErrorSuccess ? err : RunCommand(camera, "FileOperationExecute");
-    };
-    auto setBlock = [&](qint64 offset, qint64 length) {
-        GrbErrorType err = SetFeature(camera, "FileAccessOffset", int64_t(offset));
-        return err != GrbErrorSuccess ? err : SetFeature(camera, "FileAccessLength", int64_t(length));
-    };
-    GrbErrorType err = GrbErrorSuccess;
+    const QByteArray bytes = w.value(2).startsWith('#') ? Pattern(w.value(2).mid(1).toInt(), 9) : w.value(2).toUtf8();
+    QList<QPair<const char*, QString>> writes;
     if (verb == "select")
-    {
-        err = SetFeature(camera, "FileSelector", w.value(1).toUtf8().constData());
-        return err != GrbErrorSuccess ? err : SetFeature(camera, "Filename", w.value(2).toUtf8().constData());
-    }
-    if (verb == "open")
-    {
-        err = SetFeature(camera, "FileOpenMode", w.value(1).toUtf8().constData());
-        return err != GrbErrorSuccess ? err : execute("Open");
-    }
-    if (verb == "close" || verb == "delete")
-        return execute(verb == "close" ? "Close" : "Delete");
-    if (verb == "write")
-    {
-        const QString what = w.value(2);
-        const QByteArray bytes = what.startsWith('#') ? Pattern(what.mid(1).toInt(), 9) : what.toUtf8();
-        err = setBlock(w.value(1).toLongLong(), bytes.size());
+        writes = {{"FileSelector", w.value(1)}, {"Filename", w.value(2)}};
+    else if (verb == "open")
+        writes = {{"FileOpenMode", w.value(1)}, {"FileOperationSelector", "Open"}};
+    else if (verb == "close" || verb == "delete")
+        writes = {{"FileOperationSelector", verb == "close" ? "Close" : "Delete"}};
+    else if (verb == "write" || verb == "read")
+        writes = {{"FileAccessOffset", w.value(1)},
+                  {"FileAccessLength", verb == "read" ? w.value(2) : QString::number(bytes.size())},
+                  {"FileOperationSelector", verb == "read" ? "Read" : "Write"}};
+    GrbErrorType err = writes.isEmpty() ? GrbErrorInternalFault : GrbErrorSuccess;
+    for (const auto& write : writes)
         if (err == GrbErrorSuccess)
-            err = setRaw(camera, "FileAccessBuffer", bytes);
-        return err != GrbErrorSuccess ? err : execute("Write");
-    }
-    if (verb == "read")
-    {
-        err = setBlock(w.value(1).toLongLong(), w.value(2).toLongLong());
-        return err != GrbErrorSuccess ? err : execute("Read");
-    }
-    return GrbErrorInternalFault;
+            err = WriteAs(camera, write.first, QByteArray(write.first).startsWith("FileAccess") ? "int" : "text",
+                          write.second);
+    if (err == GrbErrorSuccess && verb == "write")
+        err = setRaw(camera, "FileAccessBuffer", bytes);
+    return err != GrbErrorSuccess || verb == "select" ? err : RunCommand(camera, "FileOperationExecute");
 }
 
 } // namespace
@@ -186,8 +171,7 @@ private:
 
     QString m_skipReason;
     QTemporaryDir m_dir;
-    std::unique_ptr<CameraProcess> m_virtual;
-    std::unique_ptr<FakeCamera> m_fake;
+    std::unique_ptr<CameraProcess> m_process;
     std::shared_ptr<ListRecorder> m_recorder;
     GrbCPP::CameraPtr m_camera;
     std::string m_id;
@@ -196,25 +180,19 @@ private:
 void TestContract::_StartCamera(QString& error)
 {
     const QString description = m_dir.filePath(QStringLiteral("cameras.txt"));
-    QFile file(description);
-    if (!file.open(QIODevice::WriteOnly) || file.write(kDescription) != kDescription.size())
+    if (!WriteLocal(description, kDescription))
         error = QStringLiteral("cannot write %1").arg(description);
-    file.close();
     if (g_transport == Transport::VirtualCamera)
-    {
-        m_virtual = std::make_unique<CameraProcess>(
+        m_process = std::make_unique<CameraProcess>(
             QStringLiteral(PELLIX_VIRTUAL_CAMERA),
             QStringList{"--address", "127.0.0.1", "--serial", "CT1", "--description", description, "--lifetime", "600",
                         // Away long enough after a reset for Aravis's list to notice.
                         "--reset-delay", "2500"},
             QStringLiteral("127.0.0.1"));
-        m_virtual->Start(error);
-    }
     else if (g_transport == Transport::FakeCamera)
-    {
-        m_fake = std::make_unique<FakeCamera>("127.0.0.1", "CT", QStringLiteral(ARAVIS_TEST_DESCRIPTION));
-        m_fake->Start(error);
-    }
+        m_process = std::make_unique<FakeCamera>("127.0.0.1", "CT", QStringLiteral(ARAVIS_TEST_DESCRIPTION));
+    if (m_process)
+        m_process->Start(error);
 }
 
 void TestContract::initTestCase()
@@ -252,8 +230,7 @@ void TestContract::cleanupTestCase()
         m_camera->Close();
     m_camera.reset();
     sdk().Shutdown();
-    m_virtual.reset();
-    m_fake.reset();
+    m_process.reset();
 }
 
 void TestContract::cleanup()
@@ -274,10 +251,7 @@ QByteArray TestContract::_DeviceFile(const QString& selector, const QString& nam
     const QString path = m_dir.filePath(QStringLiteral("back.bin"));
     QFile::remove(path);
     long bytes = 0;
-    if (!files.Select(selector) || !files.Download(name, path, false, &bytes))
-        return "(missing)";
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(unreadable)");
+    return files.Select(selector) && files.Download(name, path, false, &bytes) ? ReadLocal(path) : "(missing)";
 }
 
 void TestContract::writesAndReadBack_data()
@@ -320,9 +294,7 @@ void TestContract::writesAndReadBack_data()
     QTest::newRow("read-only string") << "DeviceVendorName" << "text" << "Other" << -6 << "";
     QTest::newRow("write-only integer") << "WriteOnlyValue" << "int" << "7" << 0 << "";
     QTest::newRow("integer to a float") << "ExposureTime" << "int" << "20" << -10 << "";
-    QTest::newRow("float to an integer") << "Width" << "float" << "32" << -10 << "";
     QTest::newRow("text to a boolean") << "ReverseX" << "text" << "true" << -10 << "";
-    QTest::newRow("integer to a string") << "DeviceUserID" << "int" << "1" << -10 << "";
     QTest::newRow("command read as integer") << "AcquisitionStop" << "int" << "1" << -10 << "";
     QTest::newRow("unknown feature") << "NoSuchFeature" << "int" << "1" << -3 << "";
 }

@@ -48,40 +48,6 @@ std::string startupMessage()
     return message;
 }
 
-// One identity read of a camera: a text, its interface's id, its transport layer's
-// name or path, or its permitted access as a number.
-QString idText(const Camera& camera, const QString& which, GrbErrorType& err)
-{
-    InterfacePtr iface;
-    TransportLayerPtr layer;
-    if (which == "access")
-    {
-        GrbAccessModeType access = 0;
-        err = camera.GetPermittedAccess(access);
-        return QString::number(access);
-    }
-    if ((which == "interface" && (err = camera.GetInterface(iface)) != GrbErrorSuccess) ||
-        (which.startsWith("layer") && (err = camera.GetTransportLayer(layer)) != GrbErrorSuccess))
-        return QString();
-    std::string text;
-    err = ReadText(
-        [&](char* b, unsigned int& l) -> GrbErrorType {
-            if (which == "id" || which == "extended")
-                return camera.GetID(b, l, which == "extended");
-            if (which == "model")
-                return camera.GetModel(b, l);
-            if (which == "name")
-                return camera.GetName(b, l);
-            if (which == "serial")
-                return camera.GetSerialNumber(b, l);
-            if (which == "interface")
-                return iface->GetID(b, l);
-            return which == "layer name" ? layer->GetName(b, l) : layer->GetPath(b, l);
-        },
-        text);
-    return QString::fromStdString(text);
-}
-
 // The handle functions' way to the same values, by the kind of feature.
 GrbErrorType handleSet(GrbHandle h, const char* name, const QString& kind, const QString& value)
 {
@@ -202,7 +168,7 @@ void TestGrbSession::callsOutsideSession()
         QCOMPARE(call(), GrbErrorApiNotStarted);
     int64_t value = 0;
     GrbErrorType err = GrbErrorSuccess;
-    idText(*open, "model", err);
+    IdentityText(*open, "model", &err);
     QCOMPARE(err, GrbErrorApiNotStarted);
     QCOMPARE(open->Open(GrbAccessModeFull), GrbErrorApiNotStarted);
     QCOMPARE(open->Close(), GrbErrorApiNotStarted);
@@ -227,10 +193,10 @@ void TestGrbSession::sessionLifecycle()
     QCOMPARE(sdk().Shutdown(), GrbErrorApiNotStarted);
     QCOMPARE(StartSimulator("demo"), GrbErrorSuccess);
     GrbErrorType err = GrbErrorSuccess;
-    idText(*old, "model", err);
+    IdentityText(*old, "model", &err);
     QCOMPARE(err, GrbErrorBadHandle);
     QCOMPARE(old->Open(GrbAccessModeFull), GrbErrorBadHandle);
-    QCOMPARE(idText(*CameraById(kGigE), "model", err), QStringLiteral("qda640MXGE"));
+    QCOMPARE(IdentityText(*CameraById(kGigE), "model", &err), QStringLiteral("qda640MXGE"));
 }
 
 // One table per statement of the description format; each bad line is refused with
@@ -374,7 +340,7 @@ void TestGrbSession::departedCameraStaysKnown()
     QCOMPARE(presentCount(), 2u);
     CameraPtr departed = CameraById("DEV_1AB22C0F");
     GrbErrorType err = GrbErrorSuccess;
-    QCOMPARE(idText(*departed, "name", err), QStringLiteral("Line scan"));
+    QCOMPARE(IdentityText(*departed, "name", &err), QStringLiteral("Line scan"));
     QVERIFY(departed->Open(GrbAccessModeFull) != GrbErrorSuccess);
 
     int64_t width = 0;
@@ -433,19 +399,19 @@ void TestGrbSession::identity()
     CameraPtr c = CameraById(id.constData());
     CameraPtr other = CameraById(camera == kLab ? kGigE : kLab);
     GrbErrorType err = GrbErrorInternalFault;
-    QCOMPARE(idText(*c, which, err), text);
+    QCOMPARE(IdentityText(*c, which, &err), text);
     QCOMPARE(err, GrbErrorSuccess);
 
     QVERIFY(SimWorld::Active()->FailIdentity(id.constData(), field, code));
-    idText(*c, which, err);
+    IdentityText(*c, which, &err);
     QCOMPARE(err, code);
-    idText(*other, which, err);
+    IdentityText(*other, which, &err);
     QCOMPARE(err, GrbErrorSuccess);
     QCOMPARE(c->Open(GrbAccessModeRead), GrbErrorSuccess);
     int64_t width = 0;
     QCOMPARE(GetFeature(*c, "Width", width), GrbErrorSuccess);
     QVERIFY(SimWorld::Active()->FailIdentity(id.constData(), field, GrbErrorSuccess));
-    QCOMPARE(idText(*c, which, err), text);
+    QCOMPARE(IdentityText(*c, which, &err), text);
 }
 
 void TestGrbSession::shortTextBufferAsksForMore()
@@ -483,7 +449,7 @@ void TestGrbSession::transportLayerTypes()
         std::string path;
         QCOMPARE(ReadText([&](char* b, unsigned int& l) { return viaInterface->GetPath(b, l); }, path), GrbErrorSuccess);
         GrbErrorType err = GrbErrorSuccess;
-        QCOMPARE(QString::fromStdString(path), idText(*c, "layer path", err));
+        QCOMPARE(QString::fromStdString(path), IdentityText(*c, "layer path", &err));
     }
 }
 

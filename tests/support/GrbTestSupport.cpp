@@ -55,6 +55,37 @@ std::string ExtendedId(const GrbCPP::Camera& camera)
     return id;
 }
 
+QString IdentityText(const GrbCPP::Camera& camera, const QString& which, GrbErrorType* err)
+{
+    GrbErrorType e = GrbErrorSuccess;
+    GrbCPP::InterfacePtr iface;
+    GrbCPP::TransportLayerPtr layer;
+    GrbAccessModeType access = 0;
+    std::string text;
+    if (which == "access")
+        text = (e = camera.GetPermittedAccess(access)) == GrbErrorSuccess ? std::to_string(access) : "";
+    else if ((which != "interface" || (e = camera.GetInterface(iface)) == GrbErrorSuccess) &&
+             (!which.startsWith("layer") || (e = camera.GetTransportLayer(layer)) == GrbErrorSuccess))
+        e = ReadText(
+            [&](char* b, unsigned int& l) -> GrbErrorType {
+                if (which == "id" || which == "extended")
+                    return camera.GetID(b, l, which == "extended");
+                if (which == "model")
+                    return camera.GetModel(b, l);
+                if (which == "name")
+                    return camera.GetName(b, l);
+                if (which == "serial")
+                    return camera.GetSerialNumber(b, l);
+                if (which == "interface")
+                    return iface->GetID(b, l);
+                return which == "layer name" ? layer->GetName(b, l) : layer->GetPath(b, l);
+            },
+            text);
+    if (err)
+        *err = e;
+    return QString::fromStdString(text);
+}
+
 GrbErrorType GetFeatureText(const GrbCPP::FeatureContainer& container, const char* name, std::string& text)
 {
     GrbCPP::FeaturePtr feature;

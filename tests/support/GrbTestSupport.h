@@ -37,6 +37,10 @@ GrbErrorType ReadText(Call&& call, std::string& text)
 }
 
 std::string ExtendedId(const GrbCPP::Camera& camera);
+// One identity read of a camera: "id", "extended", "model", "name", "serial",
+// "interface" (its interface's id), "layer name", "layer path" (its transport layer's),
+// or "access" (the permitted access as a number).
+QString IdentityText(const GrbCPP::Camera& camera, const QString& which, GrbErrorType* err = nullptr);
 
 template <class T>
 GrbErrorType GetFeature(const GrbCPP::FeatureContainer& container, const char* name, T& value)
