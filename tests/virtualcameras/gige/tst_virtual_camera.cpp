@@ -60,13 +60,103 @@ public:
     }
 
 private slots:
-    void initTestCase();
-    void cleanupTestCase();
-    void cleanup();
+    void initTestCase()
+    {
+        if (!m_skipReason.isEmpty())
+            QSKIP(qPrintable(m_skipReason));
+        qunsetenv("GRB_SIMULATOR");
+        const QString description = m_dir.filePath(QStringLiteral("cameras.txt"));
+        QVERIFY(WriteLocal(description, kDescription));
+        for (Virtual* v : {&m_a, &m_c})
+        {
+            // Ends by itself should the test be stopped in a way that leaves it behind.
+            const QStringList arguments =
+                QStringList{QStringLiteral("--address"), v->address,  QStringLiteral("--serial"),   v->serial,
+                            QStringLiteral("--description"), description, QStringLiteral("--lifetime"),
+                            QStringLiteral("600")} +
+                v->options;
+            v->process = std::make_unique<CameraProcess>(QStringLiteral(PELLIX_VIRTUAL_CAMERA), arguments, v->address);
+            QString error;
+            QVERIFY2(v->process->Start(error), qPrintable(error));
+        }
+        QCOMPARE(GrbCPP::GrbSystem::GetInstance().Startup(), GrbErrorSuccess);
+        m_controller = std::make_shared<ApiController>();
+        QCOMPARE(m_controller->enableAutomaticDiscovery(true), GrbErrorSuccess);
+        m_manager = std::make_unique<PXCameraManager>(m_controller);
+        for (const Virtual* v : {&m_a, &m_c})
+            QTRY_VERIFY_WITH_TIMEOUT(listed(*m_controller, v->ExtendedId()), kPatienceMs);
+    }
 
-    void bufferFollowingTheLength();
-    void slowCommandIsAcknowledgedWhenDone();
-    void secondClientIsRefused();
+    void cleanupTestCase()
+    {
+        cleanup();
+        m_manager.reset();
+        if (m_controller)
+            m_controller->enableAutomaticDiscovery(false);
+        m_controller.reset();
+        GrbCPP::GrbSystem::GetInstance().Shutdown();
+        for (Virtual* v : {&m_a, &m_c})
+            v->process.reset();
+    }
+
+    void cleanup()
+    {
+        while (!m_opened.empty())
+            _Close(m_opened.back().second);
+    }
+
+    // After a 1-byte transfer the buffer holds one byte; the next transfers still go in
+    // whole 64 KiB chunks, both ways.
+    void bufferFollowingTheLength()
+    {
+        PXCamera* opened = _Open(m_a);
+        QVERIFY(opened);
+        long written = 0;
+        QVERIFY(opened->UploadBuffer({9}, "one.bin", "Userfile", &written));
+        QSignalSpy progress(opened, &PXCamera::updateTransferProcess);
+        const QString local = m_dir.filePath(QStringLiteral("full.bin"));
+        QVERIFY(opened->DownloadDeviceFile(qPrintable(local), "f1048576", "Userfile", &written));
+        QCOMPARE(progress.count(), 16 + 1);
+        QCOMPARE(ReadLocal(local), GrbTest::Pattern(1048576, 4));
+
+        const QByteArray content = GrbTest::Pattern(65537, 7);
+        QVERIFY(WriteLocal(local, content));
+        QVERIFY(opened->UploadLocalFile("up.bin", qPrintable(local), "Userfile", &written));
+        QCOMPARE(written, 65537L);
+        QVERIFY(opened->DownloadDeviceFile(qPrintable(local), "up.bin", "Userfile", &written));
+        QCOMPARE(ReadLocal(local), content);
+    }
+
+    void slowCommandIsAcknowledgedWhenDone()
+    {
+        // Three seconds is longer than Aravis waits for an acknowledge, retries included:
+        // the command succeeds only because the camera says it is still working on it.
+        PXCamera* opened = _Open(m_c);
+        QVERIFY(opened);
+        QVERIFY(opened->cameraFeature->SetCommand("UserSetLoad", 0));
+    }
+
+    void secondClientIsRefused()
+    {
+        QSignalSpy errors(m_controller.get(), &ApiController::ApiError);
+        PXCamera* opened = _Open(m_a);
+        QVERIFY(opened);
+        CameraHolder holder;
+        QString error;
+        QVERIFY(!holder.Hold(m_a.address, error));
+        QVERIFY2(error.contains(QStringLiteral("no control")), qPrintable(error));
+        _Close(opened);
+
+        QVERIFY2(holder.Hold(m_a.address, error), qPrintable(error));
+        QVERIFY(!_Open(m_a));
+        QVERIFY(!errors.isEmpty());
+        QCOMPARE(errors.last().at(0).toString(),
+                 QStringLiteral("Failed to open camera %1 (error: Invalid access.)").arg(m_a.ExtendedId()));
+        // A holder that dies without letting go loses control when its heartbeat stops.
+        holder.Kill();
+        PXCamera* reopened = nullptr;
+        QTRY_VERIFY_WITH_TIMEOUT(reopened || (reopened = _Open(m_a)), kPatienceMs);
+    }
 
 private:
     PXCamera* _Open(const Virtual& camera);
@@ -106,103 +196,6 @@ void TestVirtualCamera::_Close(PXCamera* camera)
             m_opened.erase(it);
             return;
         }
-}
-
-void TestVirtualCamera::initTestCase()
-{
-    if (!m_skipReason.isEmpty())
-        QSKIP(qPrintable(m_skipReason));
-    qunsetenv("GRB_SIMULATOR");
-    const QString description = m_dir.filePath(QStringLiteral("cameras.txt"));
-    QVERIFY(WriteLocal(description, kDescription));
-    for (Virtual* v : {&m_a, &m_c})
-    {
-        // Ends by itself should the test be stopped in a way that leaves it behind.
-        const QStringList arguments = QStringList{QStringLiteral("--address"), v->address, QStringLiteral("--serial"),
-                                                  v->serial,  QStringLiteral("--description"), description,
-                                                  QStringLiteral("--lifetime"), QStringLiteral("600")} +
-                                      v->options;
-        v->process = std::make_unique<CameraProcess>(QStringLiteral(PELLIX_VIRTUAL_CAMERA), arguments, v->address);
-        QString error;
-        QVERIFY2(v->process->Start(error), qPrintable(error));
-    }
-    QCOMPARE(GrbCPP::GrbSystem::GetInstance().Startup(), GrbErrorSuccess);
-    m_controller = std::make_shared<ApiController>();
-    QCOMPARE(m_controller->enableAutomaticDiscovery(true), GrbErrorSuccess);
-    m_manager = std::make_unique<PXCameraManager>(m_controller);
-    for (const Virtual* v : {&m_a, &m_c})
-        QTRY_VERIFY_WITH_TIMEOUT(listed(*m_controller, v->ExtendedId()), kPatienceMs);
-}
-
-void TestVirtualCamera::cleanupTestCase()
-{
-    cleanup();
-    m_manager.reset();
-    if (m_controller)
-        m_controller->enableAutomaticDiscovery(false);
-    m_controller.reset();
-    GrbCPP::GrbSystem::GetInstance().Shutdown();
-    for (Virtual* v : {&m_a, &m_c})
-        v->process.reset();
-}
-
-void TestVirtualCamera::cleanup()
-{
-    while (!m_opened.empty())
-        _Close(m_opened.back().second);
-}
-
-// After a 1-byte transfer the buffer holds one byte; the next transfers still go in
-// whole 64 KiB chunks, both ways.
-void TestVirtualCamera::bufferFollowingTheLength()
-{
-    PXCamera* opened = _Open(m_a);
-    QVERIFY(opened);
-    long written = 0;
-    QVERIFY(opened->UploadBuffer({9}, "one.bin", "Userfile", &written));
-    QSignalSpy progress(opened, &PXCamera::updateTransferProcess);
-    const QString local = m_dir.filePath(QStringLiteral("full.bin"));
-    QVERIFY(opened->DownloadDeviceFile(qPrintable(local), "f1048576", "Userfile", &written));
-    QCOMPARE(progress.count(), 16 + 1);
-    QCOMPARE(ReadLocal(local), GrbTest::Pattern(1048576, 4));
-
-    const QByteArray content = GrbTest::Pattern(65537, 7);
-    QVERIFY(WriteLocal(local, content));
-    QVERIFY(opened->UploadLocalFile("up.bin", qPrintable(local), "Userfile", &written));
-    QCOMPARE(written, 65537L);
-    QVERIFY(opened->DownloadDeviceFile(qPrintable(local), "up.bin", "Userfile", &written));
-    QCOMPARE(ReadLocal(local), content);
-}
-
-void TestVirtualCamera::slowCommandIsAcknowledgedWhenDone()
-{
-    // Three seconds is longer than Aravis waits for an acknowledge, retries included:
-    // the command succeeds only because the camera says it is still working on it.
-    PXCamera* opened = _Open(m_c);
-    QVERIFY(opened);
-    QVERIFY(opened->cameraFeature->SetCommand("UserSetLoad", 0));
-}
-
-void TestVirtualCamera::secondClientIsRefused()
-{
-    QSignalSpy errors(m_controller.get(), &ApiController::ApiError);
-    PXCamera* opened = _Open(m_a);
-    QVERIFY(opened);
-    CameraHolder holder;
-    QString error;
-    QVERIFY(!holder.Hold(m_a.address, error));
-    QVERIFY2(error.contains(QStringLiteral("no control")), qPrintable(error));
-    _Close(opened);
-
-    QVERIFY2(holder.Hold(m_a.address, error), qPrintable(error));
-    QVERIFY(!_Open(m_a));
-    QVERIFY(!errors.isEmpty());
-    QCOMPARE(errors.last().at(0).toString(),
-             QStringLiteral("Failed to open camera %1 (error: Invalid access.)").arg(m_a.ExtendedId()));
-    // A holder that dies without letting go loses control when its heartbeat stops.
-    holder.Kill();
-    PXCamera* reopened = nullptr;
-    QTRY_VERIFY_WITH_TIMEOUT(reopened || (reopened = _Open(m_a)), kPatienceMs);
 }
 
 NAMESPACED_TEST_MAIN_WITH_ADDRESSES(TestVirtualCamera, QStringLiteral("127.0.0.2"), QStringLiteral("127.0.0.4"))
