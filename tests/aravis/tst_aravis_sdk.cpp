@@ -185,9 +185,7 @@ private slots:
         QVERIFY(camera);
         GrbCPP::StreamPtr stream = FirstStream(*camera);
         QVERIFY(stream);
-        std::string protocol;
-        QCOMPARE(GetFeatureText(*stream, "GVSPProtocol", protocol), GrbErrorSuccess);
-        QCOMPARE(protocol, std::string("UDP"));
+        QCOMPARE(ReadAs(*stream, "GVSPProtocol", "text"), QStringLiteral("UDP"));
         QCOMPARE(SetFeature(*stream, "GVSPProtocol", "TCP"), GrbErrorInvalidAccess);
 
         GrbCPP::FeaturePtr adjust;

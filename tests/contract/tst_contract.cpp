@@ -16,6 +16,7 @@
 #include <GrbCPP/GrbCPP.h>
 
 #include <QCoreApplication>
+#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -28,8 +29,9 @@ namespace {
 
 // The simulator and the virtual camera serve this camera; its features are those of
 // the fake camera's description (fake-camera.xml), so the same rows hold for all three.
+// Its buffer is as long as FileAccessLength was last set, as on many cameras.
 const QByteArray kDescription = R"(
-camera id=CT model=Contract serial=CT1 transport=gige capacity=100000 buffer=1024 slots=UserSet1 firmware="Firmware 1.0" reset-delay=50
+camera id=CT model=Contract serial=CT1 transport=gige capacity=100000 buffer=1024 buffer-length=follows slots=UserSet1 firmware="Firmware 1.0" reset-delay=50
 file selector=Userfile name=hello.txt text="hello camera\n"
 feature name=SensorWidth type=int value=2048 min=0 max=65535 access=ro
 feature name=Width type=int value=512 min=16 max=2048 inc=16
@@ -43,6 +45,7 @@ feature name=Counter type=int value=1 min=1 max=101 inc=5
 feature name=AcquisitionStop type=command
 feature name=TestRaw type=raw length=37
 feature name=TestRawReadOnly type=raw length=8 access=ro
+fault feature=UserSetLoad delay=3000
 )";
 
 constexpr uint64_t kScratch = 0x1400;
@@ -343,6 +346,17 @@ private slots:
         QCOMPARE(command->RunCommand(), GrbErrorWrongType);
     }
 
+    // Longer than Aravis waits for an acknowledge, retries included, where described: the
+    // virtual camera says meanwhile that it is still working on it.
+    void slowCommandIsDoneInTheEnd()
+    {
+        GrbCPP::FeaturePtr command;
+        bool done = false;
+        QCOMPARE(m_camera->GetFeatureByName("UserSetLoad", command), GrbErrorSuccess);
+        QCOMPARE(command->RunCommand(), GrbErrorSuccess);
+        QTRY_VERIFY_WITH_TIMEOUT(command->IsCommandDone(done) == GrbErrorSuccess && done, 10000);
+    }
+
     void rawFeature_data()
     {
         QTest::addColumn<QString>("feature");
@@ -435,6 +449,7 @@ private slots:
         QFETCH(int, size);
 
         PXCamera camera(m_camera);
+        QSignalSpy progress(&camera, &PXCamera::updateTransferProcess);
         const QByteArray data = Pattern(size, size);
         long written = 0;
         // The transfer engine has nothing to send for an empty file.
@@ -447,6 +462,8 @@ private slots:
                                         &written));
         QCOMPARE(written, long(size));
         QCOMPARE(_DeviceFile("Userfile", "upload.bin"), data);
+        // Whole chunks, also after a transfer that left a one-byte buffer behind.
+        QVERIFY(progress.count() <= size / kChunk + 1);
 
         // A chunk from the middle, and one that runs over the end and comes back short.
         if (size < 3)

@@ -60,14 +60,6 @@ file selector=Userfile name=f65537 size=65537 seed=3
 fault feature=FileSize fail-access=1 code=-11
 )";
 
-QByteArray content(int size)
-{
-    QByteArray bytes(size, Qt::Uninitialized);
-    for (int i = 0; i < size; ++i)
-        bytes[i] = static_cast<char>((i * 131) >> 3);
-    return bytes;
-}
-
 QList<qint64> progress(const QSignalSpy& spy, const QString& fileName, const QString& operation)
 {
     QList<qint64> remaining;
@@ -404,11 +396,11 @@ private slots:
         auto camera = open("GIGE");
         QSignalSpy spy(camera.get(), &PXCamera::updateTransferProcess);
         const QString local = m_sim.Path("upload.bin");
-        QVERIFY(WriteLocal(local, content(size)));
+        QVERIFY(WriteLocal(local, GrbTest::Pattern(size, 1)));
         long written = -1;
         QVERIFY(camera->UploadLocalFile("up.bin", qPrintable(local), "Userfile", &written));
         QCOMPARE(written, long(size));
-        QCOMPARE(*m_sim.DeviceFile("GIGE", "Userfile", "up.bin"), content(size));
+        QCOMPARE(*m_sim.DeviceFile("GIGE", "Userfile", "up.bin"), GrbTest::Pattern(size, 1));
         QCOMPARE(::progress(spy, "up.bin", "Write"), progress);
     }
 
@@ -542,14 +534,14 @@ private slots:
         if (nth)
             QVERIFY(m_sim.World()->FailFeatureAccess(id.toStdString(), feature.toStdString(), unsigned(nth)));
         const QString local = m_sim.Path("upload.bin");
-        QVERIFY(WriteLocal(local, content(196608)));
+        QVERIFY(WriteLocal(local, GrbTest::Pattern(196608, 1)));
         long bytesWritten = -1;
         QCOMPARE(camera->UploadLocalFile("up.bin", qPrintable(local), "Userfile", &bytesWritten), result);
         QCOMPARE(bytesWritten, long(written));
         const auto device = m_sim.DeviceFile(qPrintable(id), "Userfile", "up.bin");
         QCOMPARE(device ? device->size() : -1, onDevice);
         if (device)
-            QCOMPARE(*device, content(onDevice));
+            QCOMPARE(*device, GrbTest::Pattern(onDevice, 1));
         QCOMPARE(!spy.isEmpty() && spy.last().at(0).toLongLong() == 0, result);
         QCOMPARE(camera->LastTransferReport().step, step);
         QCOMPARE(camera->LastTransferReport().localBytes, qint64(196608));
@@ -610,10 +602,10 @@ private slots:
         QVERIFY(camera->cameraFeature->GetValue("FileAccessLength", length));
         QCOMPARE(length.toLongLong(), qint64(size - (chunks - 1) * capacity));
 
-        QVERIFY(WriteLocal(local, content(size)));
+        QVERIFY(WriteLocal(local, GrbTest::Pattern(size, 1)));
         QVERIFY(camera->UploadLocalFile("up.bin", qPrintable(local), "Userfile", &written));
         QCOMPARE(written, long(size));
-        QCOMPARE(*m_sim.DeviceFile(qPrintable(id), "Userfile", "up.bin"), content(size));
+        QCOMPARE(*m_sim.DeviceFile(qPrintable(id), "Userfile", "up.bin"), GrbTest::Pattern(size, 1));
     }
 
     // The faults a description switches on, as a user would try them from the shell.
@@ -667,7 +659,7 @@ private slots:
         }
         else
         {
-            QVERIFY(WriteLocal(local, content(196608)));
+            QVERIFY(WriteLocal(local, GrbTest::Pattern(196608, 1)));
             QVERIFY(!camera->UploadLocalFile("up.bin", qPrintable(local), "Userfile", &written));
             QVERIFY(camera->LastTransferReport().incompleteRemoved);
             QVERIFY(!m_sim.DeviceFile("GIGE", "Userfile", "up.bin"));
@@ -802,7 +794,7 @@ private slots:
         }
         else
         {
-            QVERIFY(WriteLocal(local, content(196608)));
+            QVERIFY(WriteLocal(local, GrbTest::Pattern(196608, 1)));
             QVERIFY(!camera->UploadLocalFile("up.bin", qPrintable(local), "Userfile", &bytesWritten));
         }
         QCOMPARE(bytesWritten, written);

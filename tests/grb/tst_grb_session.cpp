@@ -420,9 +420,7 @@ private slots:
         QCOMPARE(held->Open(GrbAccessModeNone), GrbErrorBadParameter);
         QCOMPARE(held->Open(GrbAccessModeRead), GrbErrorSuccess);
         QCOMPARE(held->Open(GrbAccessModeRead), GrbErrorInvalidAccess);
-        std::string model;
-        QCOMPARE(GetFeatureText(*held, "DeviceModelName", model), GrbErrorSuccess);
-        QCOMPARE(model, std::string("T-R402"));
+        QCOMPARE(ReadAs(*held, "DeviceModelName", "text"), QStringLiteral("T-R402"));
         FeaturePtr width;
         QCOMPARE(held->GetFeatureByName("Width", width), GrbErrorSuccess);
         bool writable = true;

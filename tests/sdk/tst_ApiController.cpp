@@ -9,7 +9,6 @@
 #include <QThread>
 #include <QtTest>
 
-#include <thread>
 
 using Field = grb::DeviceRecord::Field;
 
@@ -246,18 +245,6 @@ private slots:
         m_api.reset();
         QCOMPARE(camera->Close(), GrbErrorType(GrbErrorDeviceNotOpen));
         m_api = std::make_unique<ApiController>();
-    }
-
-    void errorsFromAWorkerThreadArriveQueued()
-    {
-        QSignalSpy errors(m_api.get(), &ApiController::ApiError);
-        QThread* receiver = nullptr;
-        connect(m_api.get(), &ApiController::ApiError, this, [&receiver] { receiver = QThread::currentThread(); });
-        std::thread worker([this] { m_api->GetCameraInfo(m_api->GetCameraPtr("NOPE")); });
-        worker.join();
-        QVERIFY(QTest::qWaitFor([&receiver] { return receiver != nullptr; }));
-        QCOMPARE(receiver, QThread::currentThread());
-        QCOMPARE(texts(errors), QStringList{"Failed to get camera for NOPE (error: Not found.)"});
     }
 
 private:

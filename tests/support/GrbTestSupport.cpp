@@ -86,15 +86,6 @@ QString IdentityText(const GrbCPP::Camera& camera, const QString& which, GrbErro
     return QString::fromStdString(text);
 }
 
-GrbErrorType GetFeatureText(const GrbCPP::FeatureContainer& container, const char* name, std::string& text)
-{
-    GrbCPP::FeaturePtr feature;
-    GrbErrorType err = container.GetFeatureByName(name, feature);
-    if (err != GrbErrorSuccess)
-        return err;
-    return ReadText([&](char* buffer, unsigned int& length) { return feature->GetValue(buffer, length); }, text);
-}
-
 GrbErrorType RunCommand(GrbCPP::FeatureContainer& container, const char* name)
 {
     GrbCPP::FeaturePtr feature;
@@ -138,7 +129,9 @@ QString ReadAs(const GrbCPP::FeatureContainer& container, const char* name, cons
     }
     else
     {
-        e = GetFeatureText(container, name, s);
+        GrbCPP::FeaturePtr feature;
+        if ((e = container.GetFeatureByName(name, feature)) == GrbErrorSuccess)
+            e = ReadText([&](char* buffer, unsigned int& length) { return feature->GetValue(buffer, length); }, s);
         text = QString::fromStdString(s);
     }
     if (err)

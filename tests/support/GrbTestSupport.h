@@ -58,8 +58,6 @@ GrbErrorType SetFeature(GrbCPP::FeatureContainer& container, const char* name, T
     return err != GrbErrorSuccess ? err : feature->SetValue(value);
 }
 
-// String value or current enumeration entry, in two calls.
-GrbErrorType GetFeatureText(const GrbCPP::FeatureContainer& container, const char* name, std::string& text);
 GrbErrorType RunCommand(GrbCPP::FeatureContainer& container, const char* name);
 
 // A value written or read as the kind named: "int", "float" ("nan" is one), "bool"
