@@ -38,6 +38,7 @@ camera id=MODES model=M6 transport=usb3
 feature name=FileOpenMode type=enum entries=Read:0,Write:1,ReadWrite:2 access=ro
 camera id=SMALL model=M7 transport=usb3 capacity=100000
 camera id=BUF4096 model=M8 transport=usb3 buffer=4096
+feature name=FileAccessLength type=int value=4096 min=0 max=65536
 file selector=Userfile name=f65537 size=65537 seed=3
 camera id=LEN1000 model=M9 transport=usb3
 feature name=FileAccessLength type=int value=1000 min=0 max=1000
@@ -563,7 +564,7 @@ private slots:
     {
         QTest::addColumn<QString>("id");
         QTest::addColumn<int>("capacity");
-        QTest::newRow("4096-byte buffer") << "BUF4096" << 4096;
+        QTest::newRow("4096-byte buffer, a longer length allowed") << "BUF4096" << 4096;
         QTest::newRow("FileAccessLength up to 1000") << "LEN1000" << 1000;
         QTest::newRow("buffer larger than a chunk") << "BUF100000" << 65536;
         // What the camera can do, not what the last (1-byte) transfer left in the buffer.

@@ -37,11 +37,3 @@ void CameraHolder::Release()
         m_process.waitForFinished(2000);
     }
 }
-
-void CameraHolder::Kill()
-{
-    if (m_process.state() == QProcess::NotRunning)
-        return;
-    m_process.kill();
-    m_process.waitForFinished(2000);
-}

@@ -13,8 +13,6 @@ public:
     // Returns once the helper holds the camera; false with what it said otherwise.
     bool Hold(const QString& address, QString& error);
     void Release();
-    // Ends the helper without letting go, as a crashed application does.
-    void Kill();
 
 private:
     QProcess m_process;

@@ -22,7 +22,6 @@ public:
     void Stop();
     // Ends it at once, in the middle of whatever it was doing.
     void Kill();
-    bool IsRunning() const { return m_pid > 0; }
 
     QString Address() const { return m_address; }
 

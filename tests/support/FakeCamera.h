@@ -13,7 +13,6 @@ public:
 
     // The extended id the SDK gives this camera.
     QString ExtendedId() const { return QStringLiteral("GEV::Aravis-Fake-") + m_serial; }
-    QString Serial() const { return m_serial; }
 
     // Empty when it is not installed.
     static QString Program();
