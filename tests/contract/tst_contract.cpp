@@ -263,7 +263,6 @@ private slots:
         QTest::newRow("locked") << "OffsetX" << true << false << "int";
         QTest::newRow("write-only") << "WriteOnlyValue" << false << true << "int";
         QTest::newRow("read-only string") << "DeviceVendorName" << true << false << "text";
-        QTest::newRow("read-only raw") << "TestRawReadOnly" << true << false << "raw";
         QTest::newRow("command") << "AcquisitionStop" << false << true << "int";
     }
 
@@ -392,6 +391,9 @@ private slots:
         QCOMPARE(f->GetValue(four, got), GrbErrorSuccess);
         QCOMPARE(QByteArray(reinterpret_cast<char*>(four), int(got)), after.left(4));
         QCOMPARE(f->SetValue(nullptr, 3), GrbErrorBadParameter);
+        bool writable = code != GrbErrorInvalidAccess;
+        QCOMPARE(f->IsWritable(writable), GrbErrorSuccess);
+        QCOMPARE(writable, code != GrbErrorInvalidAccess);
     }
 
     void memory_data()

@@ -296,11 +296,9 @@ private slots:
         QTest::newRow("id") << kGigE << "id" << "DEV_0F3100A1" << F::Id << -13;
         QTest::newRow("extended id") << kGigE << "extended" << kGigE << F::ExtendedId << -6;
         QTest::newRow("model") << kUsb3 << "model" << "RZ-12M" << F::Model << -13;
-        QTest::newRow("model with blank") << kLab << "model" << "Kestrel K12" << F::Model << -1;
         QTest::newRow("name") << kGigE << "name" << "Inspection left" << F::Name << -1;
         QTest::newRow("serial") << kHeld << "serial" << "40100388" << F::Serial << -13;
         QTest::newRow("interface") << kGigE << "interface" << "sim-eth0" << F::InterfaceId << -13;
-        QTest::newRow("second interface") << kHeld << "interface" << "sim-eth1" << F::InterfaceId << -13;
         QTest::newRow("USB3 interface") << kUsb3 << "interface" << "sim-usb0" << F::InterfaceId << -13;
         QTest::newRow("GigE layer") << kLab << "layer name" << "GigE Vision TL (Simulator)" << F::TransportLayer << -12;
         QTest::newRow("GigE layer name") << kLab << "layer name" << "GigE Vision TL (Simulator)"

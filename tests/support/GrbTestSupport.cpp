@@ -119,14 +119,6 @@ QString ReadAs(const GrbCPP::FeatureContainer& container, const char* name, cons
         text = QString::number((e = GetFeature(container, name, d)) == GrbErrorSuccess ? d : 0);
     else if (kind == "bool")
         text = (e = GetFeature(container, name, b)) == GrbErrorSuccess && b ? "true" : "false";
-    else if (kind == "raw")
-    {
-        unsigned char bytes[64];
-        unsigned int length = sizeof bytes;
-        GrbCPP::FeaturePtr feature;
-        if ((e = container.GetFeatureByName(name, feature)) == GrbErrorSuccess)
-            e = feature->GetValue(bytes, length);
-    }
     else
     {
         GrbCPP::FeaturePtr feature;

@@ -61,8 +61,7 @@ GrbErrorType SetFeature(GrbCPP::FeatureContainer& container, const char* name, T
 GrbErrorType RunCommand(GrbCPP::FeatureContainer& container, const char* name);
 
 // A value written or read as the kind named: "int", "float" ("nan" is one), "bool"
-// ("true" or "false"), "raw" (read only: the bytes are not shown) or "text" (a string or
-// an entry's name).
+// ("true" or "false") or "text" (a string or an entry's name).
 GrbErrorType WriteAs(GrbCPP::FeatureContainer& container, const char* name, const QString& kind,
                      const QString& value);
 QString ReadAs(const GrbCPP::FeatureContainer& container, const char* name, const QString& kind,
