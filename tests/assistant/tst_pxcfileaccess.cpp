@@ -135,7 +135,10 @@ private slots:
         QFETCH(QStringList, replaced);
         QDir().mkpath(dir("target"));
         for (const QString& name : existing)
+        {
             QVERIFY(WriteLocal(dir("target/") + name, "old"));
+            QVERIFY(QFile::setPermissions(dir("target/") + name, QFile::ReadOwner | QFile::WriteOwner));
+        }
         DialogScript script;
         script.choose(dir("target"));
         for (int answer : answers)
@@ -154,6 +157,8 @@ private slots:
             QCOMPARE(ReadLocal(dir("target/") + name), expected);
             if (!expected.isEmpty())
                 names << name;
+            // A file that was there keeps its permissions, replaced or not.
+            QVERIFY(!existing.contains(name) || !(QFile::permissions(dir("target/") + name) & QFile::ReadOther));
         }
         // Replacing goes through a temporary file, which does not stay behind.
         QCOMPARE(QDir(dir("target")).entryList(QDir::Files | QDir::Hidden), names);
