@@ -185,7 +185,8 @@ private slots:
         } refused[] = {{"FileSize", be64(1), gvcp::kStatusWriteProtect},
                        {"Width", be64(17), gvcp::kStatusInvalidParameter},
                        {"FileOpenMode", be64(7), gvcp::kStatusInvalidParameter},
-                       {"Width", be32(0), gvcp::kStatusInvalidParameter}};
+                       {"Width", be32(0), gvcp::kStatusInvalidParameter},
+                       {"Filename", QByteArray("abcd"), gvcp::kStatusInvalidParameter}};
         for (const auto& r : refused)
             QCOMPARE(_Send(writeMemory(_Address(r.feature), r.value)).status, int(r.status));
     }
