@@ -256,6 +256,8 @@ private slots:
         const Ack again = _Send(open);
         QCOMPARE(again.status, 0);
         QCOMPARE(again.id, uint16_t(77));
+        // Another command under the same id is a new message.
+        QCOMPARE(_Send(readMemory(gvcp::kVersion, 4, 77)).ack, uint16_t(gvcp::kReadMemory + 1));
         QCOMPARE(_Send(writeRegister(_Address("FileOperationExecute"), 1, 78)).status, int(gvcp::kStatusError));
     }
 
