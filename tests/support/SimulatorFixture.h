@@ -38,9 +38,7 @@ public:
         std::vector<uint8_t> data;
         if (!World()->ReadFile(camera, selector, name, data))
             return std::nullopt;
-        QByteArray bytes;
-        bytes.append(reinterpret_cast<const char*>(data.data()), static_cast<int>(data.size()));
-        return bytes;
+        return QByteArray(reinterpret_cast<const char*>(data.data()), static_cast<int>(data.size()));
     }
 
 private:
