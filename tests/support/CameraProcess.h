@@ -12,7 +12,7 @@ class CameraProcess
 {
 public:
     CameraProcess(QString program, QStringList arguments, QString address);
-    ~CameraProcess();
+    virtual ~CameraProcess();
     CameraProcess(const CameraProcess&) = delete;
     CameraProcess& operator=(const CameraProcess&) = delete;
 
