@@ -2,7 +2,7 @@
 // Aravis's fake camera on loopback inside the test's own network namespace.
 #include "CameraHolder.h"
 #include "FakeCamera.h"
-#include "NamespacedTestMain.h"
+#include "NetworkNamespace.h"
 
 #include "GrbTestSupport.h"
 #include "ListRecorder.h"
@@ -13,7 +13,10 @@
 
 #include <GrbCPP/GrbCPP.h>
 
+#include <QCoreApplication>
 #include <QFileInfo>
+#include <QtEndian>
+#include <QtTest>
 
 #include <memory>
 
@@ -24,44 +27,20 @@ namespace {
 constexpr uint64_t kScratch = 0x1400;
 constexpr uint64_t kCommandRegister = 0x1200;
 constexpr uint64_t kRawRegister = 0x1000;
-constexpr uint32_t kRawLength = 37;
 constexpr int kPatienceMs = 10000;
+const QString kFree = QString::number(GrbAccessModeFull | GrbAccessModeRead);
+const QString kHeld = QString::number(GrbAccessModeRead);
 
 GrbCPP::GrbSystem& sdk()
 {
     return GrbCPP::GrbSystem::GetInstance();
 }
 
-std::string cameraText(const GrbCPP::Camera& camera, GrbErrorType (GrbCPP::Camera::*getter)(char*, unsigned int&) const)
-{
-    std::string text;
-    ReadText([&](char* buffer, unsigned int& length) { return (camera.*getter)(buffer, length); }, text);
-    return text;
-}
-
 // A 32-bit register in the camera's (big-endian) byte order.
 uint32_t readRegister(const GrbCPP::Camera& camera, uint64_t address)
 {
-    uint8_t bytes[4] = {};
-    uint32_t done = 0;
-    if (camera.ReadMemory(address, bytes, 4, done) != GrbErrorSuccess)
-        return 0xDEADBEEF;
-    return uint32_t(bytes[0]) << 24 | uint32_t(bytes[1]) << 16 | uint32_t(bytes[2]) << 8 | bytes[3];
-}
-
-QByteArray readMemory(const GrbCPP::Camera& camera, uint64_t address, int size)
-{
-    QByteArray data(size, '\0');
-    uint32_t done = 0;
-    if (camera.ReadMemory(address, data.data(), static_cast<uint32_t>(size), done) != GrbErrorSuccess)
-        return {};
-    return data;
-}
-
-GrbErrorType writeMemory(GrbCPP::Camera& camera, uint64_t address, const QByteArray& data)
-{
-    uint32_t done = 0;
-    return camera.WriteMemory(address, data.constData(), static_cast<uint32_t>(data.size()), done);
+    const QByteArray bytes = ReadMemory(camera, address, 4);
+    return bytes.size() == 4 ? qFromBigEndian<quint32>(bytes.constData()) : 0xDEADBEEF;
 }
 
 std::vector<std::string> presentIds()
@@ -90,22 +69,235 @@ public:
     }
 
 private slots:
-    void initTestCase();
-    void cleanupTestCase();
-    void cleanup();
+    void initTestCase()
+    {
+        if (!m_skipReason.isEmpty())
+            QSKIP(qPrintable(m_skipReason));
+        if (FakeCamera::Program().isEmpty())
+            QSKIP("arv-fake-gv-camera-0.8 is not installed (Debian package aravis-tools)");
+        qunsetenv("GRB_SIMULATOR");
+        m_a = std::make_unique<FakeCamera>(QStringLiteral("127.0.0.1"), QStringLiteral("PXA"),
+                                           QStringLiteral(ARAVIS_TEST_DESCRIPTION));
+        m_b = std::make_unique<FakeCamera>(QStringLiteral("127.0.0.2"), QStringLiteral("PXB"));
+        QString error;
+        QVERIFY2(m_a->Start(error), qPrintable(error));
+        QVERIFY2(m_b->Start(error), qPrintable(error));
+        QCOMPARE(sdk().Startup(), GrbErrorSuccess);
+        m_recorder = std::make_shared<ListRecorder>();
+        QCOMPARE(sdk().RegisterCameraListObserver(m_recorder), GrbErrorSuccess);
+    }
 
-    void enumerationFillsEveryField_data();
-    void enumerationFillsEveryField();
-    void nameIsTheUserDefinedName();
-    void commandIsDoneWhenItsValueChanges();
-    void rawFeature_data();
-    void rawFeature();
-    void packetSizeAdjustment();
-    void readOnlySessionRefusesWrites();
-    void ownControlIsNotAnotherApplications();
-    void heldByAnotherProcess();
-    void hotPlug();
-    void simulatorLoadsNoAravisLayer();
+    void cleanupTestCase()
+    {
+        if (m_recorder)
+            sdk().UnregisterCameraListObserver(m_recorder);
+        sdk().Shutdown();
+        m_a.reset();
+        m_b.reset();
+    }
+
+    void cleanup()
+    {
+        for (auto& camera : m_opened)
+            camera->Close();
+        m_opened.clear();
+    }
+
+    void enumerationFillsEveryField_data()
+    {
+        QTest::addColumn<QString>("address");
+        QTest::addColumn<QString>("serial");
+        QTest::newRow("camera A") << "127.0.0.1" << "PXA";
+        QTest::newRow("camera B") << "127.0.0.2" << "PXB";
+    }
+
+    void enumerationFillsEveryField()
+    {
+        QFETCH(QString, address);
+        QFETCH(QString, serial);
+        const FakeCamera& fake = address == m_a->Address() ? *m_a : *m_b;
+        const std::vector<std::string> ids = presentIds();
+        QCOMPARE(std::count(ids.begin(), ids.end(), fake.ExtendedId().toStdString()), 1);
+
+        GrbCPP::CameraPtr camera = _Known(fake);
+        QVERIFY(camera);
+        QStringList texts;
+        for (const char* which : {"id", "model", "serial", "name", "interface", "layer name", "access"})
+            texts << IdentityText(*camera, which);
+        // Without a user-defined name the camera is called by its model.
+        QCOMPARE(texts, QStringList({"Aravis-Fake-" + serial, "Fake", serial, "Fake", "lo", "GigE Vision TL",
+                                     kFree}));
+        const QFileInfo library(IdentityText(*camera, "layer path"));
+        QVERIFY2(library.exists() && library.fileName().startsWith("libaravis-0.8"), qPrintable(library.filePath()));
+        GrbTransportLayerType type = GrbTransportLayerUnknown;
+        QCOMPARE(camera->GetTransportLayerType(type), GrbErrorSuccess);
+        QCOMPARE(type, GrbTransportLayerType(GrbTransportLayerGEV));
+    }
+
+    void nameIsTheUserDefinedName()
+    {
+        GrbCPP::CameraPtr camera = _Open(*m_a);
+        QVERIFY(camera);
+        QCOMPARE(SetFeature(*camera, "DeviceUserID", "Inspection left"), GrbErrorSuccess);
+        QCOMPARE(camera->Close(), GrbErrorSuccess);
+        // Discovery reads the name from the camera without opening it, on its next round.
+        QTRY_COMPARE_WITH_TIMEOUT((presentIds(), IdentityText(*camera, "name")),
+                                  QStringLiteral("Inspection left"), kPatienceMs);
+
+    }
+
+    void commandIsDoneWhenItsValueChanges()
+    {
+        GrbCPP::CameraPtr camera = _Open(*m_a);
+        QVERIFY(camera);
+        GrbCPP::FeaturePtr command;
+        bool done = false;
+        QCOMPARE(camera->GetFeatureByName("TestCommand", command), GrbErrorSuccess);
+        QCOMPARE(command->RunCommand(), GrbErrorSuccess);
+        QCOMPARE(readRegister(*camera, kCommandRegister), 5u);
+        QCOMPARE(command->IsCommandDone(done), GrbErrorSuccess);
+        QVERIFY(!done);
+        // What a camera does when it finishes: the register no longer holds the command value.
+        QCOMPARE(WriteMemory(*camera, kCommandRegister, QByteArray(4, '\0')), GrbErrorSuccess);
+        QCOMPARE(command->IsCommandDone(done), GrbErrorSuccess);
+        QVERIFY(done);
+    }
+
+    // Aravis always writes a register whole: a short write is padded with zeros.
+    void shortRawWriteIsPadded()
+    {
+        GrbCPP::CameraPtr camera = _Open(*m_a);
+        QVERIFY(camera);
+        QCOMPARE(WriteMemory(*camera, kRawRegister, QByteArray(40, '\x5a')), GrbErrorSuccess);
+        GrbCPP::FeaturePtr raw;
+        QCOMPARE(camera->GetFeatureByName("TestRaw", raw), GrbErrorSuccess);
+        const QByteArray data = Pattern(10, 10);
+        QCOMPARE(raw->SetValue(reinterpret_cast<const unsigned char*>(data.constData()), 10), GrbErrorSuccess);
+        QCOMPARE(ReadMemory(*camera, kRawRegister, 37), data + QByteArray(27, '\0'));
+    }
+
+    void packetSizeAdjustment()
+    {
+        GrbCPP::CameraPtr camera = _Open(*m_a);
+        QVERIFY(camera);
+        GrbCPP::StreamPtr stream = FirstStream(*camera);
+        QVERIFY(stream);
+        QCOMPARE(ReadAs(*stream, "GVSPProtocol", "text"), QStringLiteral("UDP"));
+        QCOMPARE(SetFeature(*stream, "GVSPProtocol", "TCP"), GrbErrorInvalidAccess);
+
+        GrbCPP::FeaturePtr adjust;
+        QCOMPARE(stream->GetFeatureByName("GVSPAdjustPacketSize", adjust), GrbErrorSuccess);
+        QCOMPARE(adjust->RunCommand(), GrbErrorSuccess);
+        bool done = false;
+        QCOMPARE(adjust->IsCommandDone(done), GrbErrorSuccess);
+        QVERIFY(done);
+        // The fake camera cannot send test packets, so the negotiation keeps its packet size.
+        QCOMPARE(readRegister(*camera, 0x0D04) & 0xFFFF, 1400u);
+        GrbCPP::FeaturePtr missing;
+        QCOMPARE(stream->GetFeatureByName("GVSPPacketSize", missing), GrbErrorNotFound);
+    }
+
+    void readOnlySessionRefusesWrites()
+    {
+        GrbCPP::CameraPtr camera = _Open(*m_a, GrbAccessModeRead);
+        QVERIFY(camera);
+        int64_t width = 0;
+        QCOMPARE(GetFeature(*camera, "Width", width), GrbErrorSuccess);
+        QCOMPARE(SetFeature(*camera, "Width", width), GrbErrorInvalidAccess);
+        QCOMPARE(WriteMemory(*camera, kScratch, QByteArray(4, '\0')), GrbErrorInvalidAccess);
+        GrbCPP::FramePtr frame;
+        QCOMPARE(camera->AcquireSingleImage(frame, 1000), GrbErrorInvalidAccess);
+    }
+
+    void ownControlIsNotAnotherApplications()
+    {
+        // Camera B, which no test before this one opened: no late event of theirs can count.
+        const std::string id = m_b->ExtendedId().toStdString();
+        const int changes = m_recorder->Count(true, id, GrbCPP::UpdateTriggerOpenStateChanged);
+        GrbCPP::CameraPtr camera = _Open(*m_b);
+        QVERIFY(camera);
+        QVERIFY(m_recorder->WaitFor(true, id, GrbCPP::UpdateTriggerOpenStateChanged, changes + 1));
+        // Time for a discovery round or two to read the privilege register, which now
+        // names this process.
+        QTest::qWait(3000);
+        QCOMPARE(IdentityText(*camera, "access"), kFree);
+        QCOMPARE(m_recorder->Count(true, id, GrbCPP::UpdateTriggerOpenStateChanged), changes + 1);
+        // Closed here and waited for, so the next test starts from a settled count.
+        QCOMPARE(camera->Close(), GrbErrorSuccess);
+        QVERIFY(m_recorder->WaitFor(true, id, GrbCPP::UpdateTriggerOpenStateChanged, changes + 2));
+    }
+
+    void heldByAnotherProcess()
+    {
+        const std::string id = m_b->ExtendedId().toStdString();
+        GrbCPP::CameraPtr camera = _Known(*m_b);
+        QVERIFY(camera);
+        const int changes = m_recorder->Count(true, id, GrbCPP::UpdateTriggerOpenStateChanged);
+        CameraHolder holder;
+        QString error;
+        QVERIFY2(holder.Hold(m_b->Address(), error), qPrintable(error));
+
+        QVERIFY(m_recorder->WaitFor(true, id, GrbCPP::UpdateTriggerOpenStateChanged, changes + 1));
+        QCOMPARE(IdentityText(*camera, "access"), kHeld);
+        QCOMPARE(camera->Open(GrbAccessModeFull), GrbErrorInvalidAccess);
+        QVERIFY(grb::aravis::AravisError::LastMessage().find("another application") != std::string::npos);
+        // Refused without touching the holder's control.
+        grb::aravis::GvcpClient gvcp(m_b->Address().toStdString());
+        uint32_t privilege = 0;
+        QCOMPARE(gvcp.ReadRegister(grb::gvcp::kControlChannelPrivilege, privilege), GrbErrorSuccess);
+        QCOMPARE(privilege, 2u);
+
+        holder.Release();
+        QVERIFY(m_recorder->WaitFor(true, id, GrbCPP::UpdateTriggerOpenStateChanged, changes + 2));
+        QCOMPARE(IdentityText(*camera, "access"), kFree);
+        QVERIFY(_Open(*m_b));
+    }
+
+    void hotPlug()
+    {
+        const std::string id = m_b->ExtendedId().toStdString();
+        const int left = m_recorder->Count(true, id, GrbCPP::UpdateTriggerPluggedOut);
+        const int arrived = m_recorder->Count(true, id, GrbCPP::UpdateTriggerPluggedIn);
+        GrbCPP::CameraPtr camera = _Open(*m_b);
+        QVERIFY(camera);
+        m_b->Stop();
+        QVERIFY(m_recorder->WaitFor(true, id, GrbCPP::UpdateTriggerPluggedOut, left + 1));
+        std::vector<std::string> ids = presentIds();
+        QCOMPARE(std::count(ids.begin(), ids.end(), id), 0);
+        QCOMPARE(std::count(ids.begin(), ids.end(), m_a->ExtendedId().toStdString()), 1);
+        // Aravis's heartbeat notices the loss of control a few seconds later; from then on
+        // the session says so instead of timing out.
+        int64_t width = 0;
+        QTRY_COMPARE_WITH_TIMEOUT(GetFeature(*camera, "Width", width), GrbErrorTransportLayer, kPatienceMs);
+        QCOMPARE(camera->Close(), GrbErrorSuccess);
+        QCOMPARE(camera->Open(GrbAccessModeFull), GrbErrorNotFound);
+
+        QString error;
+        QVERIFY2(m_b->Start(error), qPrintable(error));
+        QVERIFY(m_recorder->WaitFor(true, id, GrbCPP::UpdateTriggerPluggedIn, arrived + 1));
+        ids = presentIds();
+        QCOMPARE(std::count(ids.begin(), ids.end(), id), 1);
+        QCOMPARE(IdentityText(*camera, "access"), kFree);
+        QCOMPARE(camera->Open(GrbAccessModeFull), GrbErrorSuccess);
+        QCOMPARE(GetFeature(*camera, "Width", width), GrbErrorSuccess);
+    }
+
+    void simulatorLoadsNoAravisLayer()
+    {
+        QCOMPARE(sdk().Shutdown(), GrbErrorSuccess);
+        qputenv("GRB_SIMULATOR", "demo");
+        const GrbErrorType started = sdk().Startup();
+        const std::vector<std::string> ids = presentIds();
+        sdk().Shutdown();
+        qunsetenv("GRB_SIMULATOR");
+        QCOMPARE(started, GrbErrorSuccess);
+        QVERIFY(!ids.empty());
+        // Both fake cameras answer in this namespace; none of them may show.
+        for (const std::string& id : ids)
+            QVERIFY2(id.rfind("SIM-", 0) == 0, id.c_str());
+        QCOMPARE(sdk().Startup(), GrbErrorSuccess);
+        QCOMPARE(sdk().RegisterCameraListObserver(m_recorder), GrbErrorSuccess);
+    }
 
 private:
     GrbCPP::CameraPtr _Open(const FakeCamera& camera, GrbAccessModeType mode = GrbAccessModeFull);
@@ -131,304 +323,14 @@ GrbCPP::CameraPtr TestAravisSdk::_Open(const FakeCamera& camera, GrbAccessModeTy
     return opened;
 }
 
-void TestAravisSdk::initTestCase()
+int main(int argc, char** argv)
 {
-    if (!m_skipReason.isEmpty())
-        QSKIP(qPrintable(m_skipReason));
-    if (FakeCamera::Program().isEmpty())
-        QSKIP("arv-fake-gv-camera-0.8 is not installed (Debian package aravis-tools)");
-    qunsetenv("GRB_SIMULATOR");
-    m_a = std::make_unique<FakeCamera>(QStringLiteral("127.0.0.1"), QStringLiteral("PXA"),
-                                       QStringLiteral(ARAVIS_TEST_DESCRIPTION));
-    m_b = std::make_unique<FakeCamera>(QStringLiteral("127.0.0.2"), QStringLiteral("PXB"));
-    QString error;
-    QVERIFY2(m_a->Start(error), qPrintable(error));
-    QVERIFY2(m_b->Start(error), qPrintable(error));
-    QCOMPARE(sdk().Startup(), GrbErrorSuccess);
-    m_recorder = std::make_shared<ListRecorder>();
-    QCOMPARE(sdk().RegisterCameraListObserver(m_recorder), GrbErrorSuccess);
+    // Camera A answers on 127.0.0.1, camera B on 127.0.0.2.
+    QString reason;
+    const bool isolated = NetworkNamespace::Enter({QStringLiteral("127.0.0.2")}, reason);
+    QCoreApplication app(argc, argv);
+    TestAravisSdk test(isolated ? QString() : reason);
+    return QTest::qExec(&test, argc, argv);
 }
-
-void TestAravisSdk::cleanupTestCase()
-{
-    if (m_recorder)
-        sdk().UnregisterCameraListObserver(m_recorder);
-    sdk().Shutdown();
-    m_a.reset();
-    m_b.reset();
-}
-
-void TestAravisSdk::cleanup()
-{
-    for (auto& camera : m_opened)
-        camera->Close();
-    m_opened.clear();
-}
-
-void TestAravisSdk::enumerationFillsEveryField_data()
-{
-    QTest::addColumn<QString>("address");
-    QTest::addColumn<QString>("serial");
-    QTest::newRow("camera A") << "127.0.0.1" << "PXA";
-    QTest::newRow("camera B") << "127.0.0.2" << "PXB";
-}
-
-void TestAravisSdk::enumerationFillsEveryField()
-{
-    QFETCH(QString, address);
-    QFETCH(QString, serial);
-    const FakeCamera& fake = address == m_a->Address() ? *m_a : *m_b;
-    const std::vector<std::string> ids = presentIds();
-    QCOMPARE(std::count(ids.begin(), ids.end(), fake.ExtendedId().toStdString()), 1);
-
-    GrbCPP::CameraPtr camera = _Known(fake);
-    QVERIFY(camera);
-    std::string id;
-    QCOMPARE(ReadText([&](char* b, unsigned int& l) { return camera->GetID(b, l, false); }, id), GrbErrorSuccess);
-    QCOMPARE(QString::fromStdString(id), "Aravis-Fake-" + serial);
-    QCOMPARE(cameraText(*camera, &GrbCPP::Camera::GetModel), std::string("Fake"));
-    QCOMPARE(cameraText(*camera, &GrbCPP::Camera::GetSerialNumber), serial.toStdString());
-    // Without a user-defined name the camera is called by its model.
-    QCOMPARE(cameraText(*camera, &GrbCPP::Camera::GetName), std::string("Fake"));
-
-    GrbCPP::InterfacePtr cameraInterface;
-    QCOMPARE(camera->GetInterface(cameraInterface), GrbErrorSuccess);
-    std::string interfaceId;
-    ReadText([&](char* b, unsigned int& l) { return cameraInterface->GetID(b, l); }, interfaceId);
-    QCOMPARE(interfaceId, std::string("lo"));
-
-    GrbCPP::TransportLayerPtr layer;
-    QCOMPARE(camera->GetTransportLayer(layer), GrbErrorSuccess);
-    std::string name;
-    std::string path;
-    ReadText([&](char* b, unsigned int& l) { return layer->GetName(b, l); }, name);
-    ReadText([&](char* b, unsigned int& l) { return layer->GetPath(b, l); }, path);
-    QCOMPARE(name, std::string("GigE Vision TL"));
-    QVERIFY2(QFileInfo::exists(QString::fromStdString(path)), path.c_str());
-    QVERIFY2(QFileInfo(QString::fromStdString(path)).fileName().startsWith("libaravis-0.8"), path.c_str());
-
-    GrbTransportLayerType type = GrbTransportLayerUnknown;
-    QCOMPARE(camera->GetTransportLayerType(type), GrbErrorSuccess);
-    QCOMPARE(type, GrbTransportLayerType(GrbTransportLayerGEV));
-    GrbAccessModeType access = GrbAccessModeNone;
-    QCOMPARE(camera->GetPermittedAccess(access), GrbErrorSuccess);
-    QCOMPARE(access, GrbAccessModeType(GrbAccessModeFull | GrbAccessModeRead));
-}
-
-void TestAravisSdk::nameIsTheUserDefinedName()
-{
-    GrbCPP::CameraPtr camera = _Open(*m_a);
-    QVERIFY(camera);
-    QCOMPARE(SetFeature(*camera, "DeviceUserID", "Inspection left"), GrbErrorSuccess);
-    QCOMPARE(camera->Close(), GrbErrorSuccess);
-    // Discovery reads the name from the camera without opening it, on its next round.
-    QTRY_COMPARE_WITH_TIMEOUT((presentIds(), cameraText(*camera, &GrbCPP::Camera::GetName)),
-                              std::string("Inspection left"), kPatienceMs);
-
-    camera = _Open(*m_a);
-    QVERIFY(camera);
-    QCOMPARE(SetFeature(*camera, "DeviceUserID", ""), GrbErrorSuccess);
-    QCOMPARE(camera->Close(), GrbErrorSuccess);
-    QTRY_COMPARE_WITH_TIMEOUT((presentIds(), cameraText(*camera, &GrbCPP::Camera::GetName)), std::string("Fake"),
-                              kPatienceMs);
-}
-
-void TestAravisSdk::commandIsDoneWhenItsValueChanges()
-{
-    GrbCPP::CameraPtr camera = _Open(*m_a);
-    QVERIFY(camera);
-    GrbCPP::FeaturePtr command;
-    bool done = false;
-    // Its pValue is write-only: done as soon as it is written.
-    QCOMPARE(camera->GetFeatureByName("AcquisitionStop", command), GrbErrorSuccess);
-    QCOMPARE(command->RunCommand(), GrbErrorSuccess);
-    QCOMPARE(command->IsCommandDone(done), GrbErrorSuccess);
-    QVERIFY(done);
-
-    QCOMPARE(camera->GetFeatureByName("TestCommand", command), GrbErrorSuccess);
-    QCOMPARE(command->RunCommand(), GrbErrorSuccess);
-    QCOMPARE(readRegister(*camera, kCommandRegister), 5u);
-    QCOMPARE(command->IsCommandDone(done), GrbErrorSuccess);
-    QVERIFY(!done);
-    // What a camera does when it finishes: the register no longer holds the command value.
-    QCOMPARE(writeMemory(*camera, kCommandRegister, QByteArray(4, '\0')), GrbErrorSuccess);
-    QCOMPARE(command->IsCommandDone(done), GrbErrorSuccess);
-    QVERIFY(done);
-}
-
-void TestAravisSdk::rawFeature_data()
-{
-    QTest::addColumn<int>("length");
-    QTest::addColumn<int>("code");
-    QTest::newRow("whole register, odd length") << int(kRawLength) << 0;
-    QTest::newRow("short write is padded") << 10 << 0;
-    QTest::newRow("one byte") << 1 << 0;
-    QTest::newRow("longer than the register") << int(kRawLength) + 1 << -11;
-}
-
-void TestAravisSdk::rawFeature()
-{
-    QFETCH(int, length);
-    QFETCH(int, code);
-    GrbCPP::CameraPtr camera = _Open(*m_a);
-    QVERIFY(camera);
-    QCOMPARE(writeMemory(*camera, kRawRegister, QByteArray(40, '\x5a')), GrbErrorSuccess);
-
-    GrbCPP::FeaturePtr raw;
-    QCOMPARE(camera->GetFeatureByName("TestRaw", raw), GrbErrorSuccess);
-    unsigned int size = 0;
-    QCOMPARE(raw->GetValue(static_cast<unsigned char*>(nullptr), size), GrbErrorSuccess);
-    QCOMPARE(size, kRawLength);
-
-    const QByteArray data = Pattern(length, length);
-    QCOMPARE(raw->SetValue(reinterpret_cast<const unsigned char*>(data.constData()), static_cast<unsigned int>(length)),
-             code);
-    const QByteArray expected =
-        code == GrbErrorSuccess ? data + QByteArray(int(kRawLength) - length, '\0') : QByteArray(int(kRawLength), '\x5a');
-    QByteArray read(int(kRawLength), '\0');
-    unsigned int readLength = kRawLength;
-    QCOMPARE(raw->GetValue(reinterpret_cast<unsigned char*>(read.data()), readLength), GrbErrorSuccess);
-    QCOMPARE(readLength, kRawLength);
-    QCOMPARE(read, expected);
-    QCOMPARE(readMemory(*camera, kRawRegister, int(kRawLength)), expected);
-
-    GrbCPP::FeaturePtr readOnly;
-    QCOMPARE(camera->GetFeatureByName("TestRawReadOnly", readOnly), GrbErrorSuccess);
-    QCOMPARE(readOnly->SetValue(reinterpret_cast<const unsigned char*>(data.constData()), 1), GrbErrorInvalidAccess);
-}
-
-void TestAravisSdk::packetSizeAdjustment()
-{
-    GrbCPP::CameraPtr camera = _Open(*m_a);
-    QVERIFY(camera);
-    GrbCPP::StreamPtr stream = FirstStream(*camera);
-    QVERIFY(stream);
-    std::string protocol;
-    QCOMPARE(GetFeatureText(*stream, "GVSPProtocol", protocol), GrbErrorSuccess);
-    QCOMPARE(protocol, std::string("UDP"));
-    QCOMPARE(SetFeature(*stream, "GVSPProtocol", "TCP"), GrbErrorInvalidAccess);
-
-    GrbCPP::FeaturePtr adjust;
-    QCOMPARE(stream->GetFeatureByName("GVSPAdjustPacketSize", adjust), GrbErrorSuccess);
-    QCOMPARE(adjust->RunCommand(), GrbErrorSuccess);
-    bool done = false;
-    QCOMPARE(adjust->IsCommandDone(done), GrbErrorSuccess);
-    QVERIFY(done);
-    // The fake camera cannot send test packets, so the negotiation keeps its packet size.
-    QCOMPARE(readRegister(*camera, 0x0D04) & 0xFFFF, 1400u);
-    GrbCPP::FeaturePtr missing;
-    QCOMPARE(stream->GetFeatureByName("GVSPPacketSize", missing), GrbErrorNotFound);
-}
-
-void TestAravisSdk::readOnlySessionRefusesWrites()
-{
-    GrbCPP::CameraPtr camera = _Open(*m_a, GrbAccessModeRead);
-    QVERIFY(camera);
-    int64_t width = 0;
-    QCOMPARE(GetFeature(*camera, "Width", width), GrbErrorSuccess);
-    QCOMPARE(SetFeature(*camera, "Width", width), GrbErrorInvalidAccess);
-    QCOMPARE(writeMemory(*camera, kScratch, QByteArray(4, '\0')), GrbErrorInvalidAccess);
-    GrbCPP::FramePtr frame;
-    QCOMPARE(camera->AcquireSingleImage(frame, 1000), GrbErrorInvalidAccess);
-}
-
-void TestAravisSdk::ownControlIsNotAnotherApplications()
-{
-    // Camera B, which no test before this one opened: no late event of theirs can count.
-    const std::string id = m_b->ExtendedId().toStdString();
-    const int changes = m_recorder->Count(true, id, GrbCPP::UpdateTriggerOpenStateChanged);
-    GrbCPP::CameraPtr camera = _Open(*m_b);
-    QVERIFY(camera);
-    QVERIFY(m_recorder->WaitFor(true, id, GrbCPP::UpdateTriggerOpenStateChanged, changes + 1));
-    // Time for a discovery round or two to read the privilege register, which now
-    // names this process.
-    QTest::qWait(3000);
-    GrbAccessModeType access = GrbAccessModeNone;
-    QCOMPARE(camera->GetPermittedAccess(access), GrbErrorSuccess);
-    QCOMPARE(access, GrbAccessModeType(GrbAccessModeFull | GrbAccessModeRead));
-    QCOMPARE(m_recorder->Count(true, id, GrbCPP::UpdateTriggerOpenStateChanged), changes + 1);
-    // Closed here and waited for, so the next test starts from a settled count.
-    QCOMPARE(camera->Close(), GrbErrorSuccess);
-    QVERIFY(m_recorder->WaitFor(true, id, GrbCPP::UpdateTriggerOpenStateChanged, changes + 2));
-}
-
-void TestAravisSdk::heldByAnotherProcess()
-{
-    const std::string id = m_b->ExtendedId().toStdString();
-    GrbCPP::CameraPtr camera = _Known(*m_b);
-    QVERIFY(camera);
-    const int changes = m_recorder->Count(true, id, GrbCPP::UpdateTriggerOpenStateChanged);
-    CameraHolder holder;
-    QString error;
-    QVERIFY2(holder.Hold(m_b->Address(), error), qPrintable(error));
-
-    QVERIFY(m_recorder->WaitFor(true, id, GrbCPP::UpdateTriggerOpenStateChanged, changes + 1));
-    GrbAccessModeType access = GrbAccessModeNone;
-    QCOMPARE(camera->GetPermittedAccess(access), GrbErrorSuccess);
-    QCOMPARE(access, GrbAccessModeType(GrbAccessModeRead));
-    QCOMPARE(camera->Open(GrbAccessModeFull), GrbErrorInvalidAccess);
-    QVERIFY(grb::aravis::AravisError::LastMessage().find("another application") != std::string::npos);
-    // Refused without touching the holder's control.
-    grb::aravis::GvcpClient gvcp(m_b->Address().toStdString());
-    uint32_t privilege = 0;
-    QCOMPARE(gvcp.ReadRegister(grb::gvcp::kControlChannelPrivilege, privilege), GrbErrorSuccess);
-    QCOMPARE(privilege, 2u);
-
-    holder.Release();
-    QVERIFY(m_recorder->WaitFor(true, id, GrbCPP::UpdateTriggerOpenStateChanged, changes + 2));
-    QCOMPARE(camera->GetPermittedAccess(access), GrbErrorSuccess);
-    QCOMPARE(access, GrbAccessModeType(GrbAccessModeFull | GrbAccessModeRead));
-    QVERIFY(_Open(*m_b));
-}
-
-void TestAravisSdk::hotPlug()
-{
-    const std::string id = m_b->ExtendedId().toStdString();
-    const int left = m_recorder->Count(true, id, GrbCPP::UpdateTriggerPluggedOut);
-    const int arrived = m_recorder->Count(true, id, GrbCPP::UpdateTriggerPluggedIn);
-    GrbCPP::CameraPtr camera = _Open(*m_b);
-    QVERIFY(camera);
-    m_b->Stop();
-    QVERIFY(m_recorder->WaitFor(true, id, GrbCPP::UpdateTriggerPluggedOut, left + 1));
-    std::vector<std::string> ids = presentIds();
-    QCOMPARE(std::count(ids.begin(), ids.end(), id), 0);
-    QCOMPARE(std::count(ids.begin(), ids.end(), m_a->ExtendedId().toStdString()), 1);
-    // Aravis's heartbeat notices the loss of control a few seconds later; from then on
-    // the session says so instead of timing out.
-    int64_t width = 0;
-    QTRY_COMPARE_WITH_TIMEOUT(GetFeature(*camera, "Width", width), GrbErrorTransportLayer, kPatienceMs);
-    QCOMPARE(camera->Close(), GrbErrorSuccess);
-    QCOMPARE(camera->Open(GrbAccessModeFull), GrbErrorNotFound);
-
-    QString error;
-    QVERIFY2(m_b->Start(error), qPrintable(error));
-    QVERIFY(m_recorder->WaitFor(true, id, GrbCPP::UpdateTriggerPluggedIn, arrived + 1));
-    ids = presentIds();
-    QCOMPARE(std::count(ids.begin(), ids.end(), id), 1);
-    GrbAccessModeType access = GrbAccessModeNone;
-    QCOMPARE(camera->GetPermittedAccess(access), GrbErrorSuccess);
-    QCOMPARE(access, GrbAccessModeType(GrbAccessModeFull | GrbAccessModeRead));
-    QCOMPARE(camera->Open(GrbAccessModeFull), GrbErrorSuccess);
-    QCOMPARE(GetFeature(*camera, "Width", width), GrbErrorSuccess);
-}
-
-void TestAravisSdk::simulatorLoadsNoAravisLayer()
-{
-    QCOMPARE(sdk().Shutdown(), GrbErrorSuccess);
-    qputenv("GRB_SIMULATOR", "demo");
-    const GrbErrorType started = sdk().Startup();
-    const std::vector<std::string> ids = presentIds();
-    sdk().Shutdown();
-    qunsetenv("GRB_SIMULATOR");
-    QCOMPARE(started, GrbErrorSuccess);
-    QVERIFY(!ids.empty());
-    // Both fake cameras answer in this namespace; none of them may show.
-    for (const std::string& id : ids)
-        QVERIFY2(id.rfind("SIM-", 0) == 0, id.c_str());
-    QCOMPARE(sdk().Startup(), GrbErrorSuccess);
-    QCOMPARE(sdk().RegisterCameraListObserver(m_recorder), GrbErrorSuccess);
-}
-
-ARAVIS_NAMESPACED_TEST_MAIN(TestAravisSdk)
 
 #include "tst_aravis_sdk.moc"

@@ -1,9 +1,12 @@
-// The camera object on simulated cameras: identity, byte order, packet size, user
-// sets, the camera manager, and whole-file transfers with their progress and failures.
+// The camera object on simulated cameras: feature access by name and its
+// conversions, identity, byte order, packet size, user sets, the camera manager, and
+// whole-file transfers with their progress, failures and time-outs.
 #include "SimulatorFixture.h"
 #include "LocalFiles.h"
 
 #include "device/PXCameraManager.h"
+#include "device/PXFeatureContainerUtil.h"
+#include "device/StringToDouble.h"
 
 #include <GrbCPP/Stream.h>
 
@@ -17,13 +20,15 @@
 namespace {
 
 const char* const kCameras = R"(
-camera id=GIGE model=M1 name="Gate cam" transport=gige capacity=100000000 firmware="Firmware 3.1"
+camera id=GIGE model=M1 transport=gige capacity=100000000
 file selector=Userfile name=f0 size=0
 file selector=Userfile name=f1 size=1 seed=1
 file selector=Userfile name=f65536 size=65536 seed=2
 file selector=Userfile name=f65537 size=65537 seed=3
 file selector=Userfile name=f196608 size=196608 seed=4
 camera id=USB model=M2 transport=usb3
+feature name=EmptyRaw type=raw length=0
+feature name=Never type=command delay=-1
 camera id=TCP model=M3 transport=gige protocol=TCP
 camera id=RO model=M4 transport=usb3 access-length=ro slots=Slot
 file selector=Slot size=70000 seed=5
@@ -33,6 +38,7 @@ camera id=MODES model=M6 transport=usb3
 feature name=FileOpenMode type=enum entries=Read:0,Write:1,ReadWrite:2 access=ro
 camera id=SMALL model=M7 transport=usb3 capacity=100000
 camera id=BUF4096 model=M8 transport=usb3 buffer=4096
+feature name=FileAccessLength type=int value=4096 min=0 max=65536
 file selector=Userfile name=f65537 size=65537 seed=3
 camera id=LEN1000 model=M9 transport=usb3
 feature name=FileAccessLength type=int value=1000 min=0 max=1000
@@ -54,14 +60,6 @@ camera id=NOSIZE model=M15 transport=usb3
 file selector=Userfile name=f65537 size=65537 seed=3
 fault feature=FileSize fail-access=1 code=-11
 )";
-
-QByteArray content(int size)
-{
-    QByteArray bytes(size, Qt::Uninitialized);
-    for (int i = 0; i < size; ++i)
-        bytes[i] = static_cast<char>((i * 131) >> 3);
-    return bytes;
-}
 
 QList<qint64> progress(const QSignalSpy& spy, const QString& fileName, const QString& operation)
 {
@@ -98,11 +96,151 @@ private slots:
         m_sim.Stop();
     }
 
+    // A value written by name (when there is one) through both function families, and
+    // read back through both; an invalid "after" means the read fails.
+    void featureValues_data()
+    {
+        QTest::addColumn<QByteArray>("name");
+        QTest::addColumn<QVariant>("input");
+        QTest::addColumn<bool>("written");
+        QTest::addColumn<bool>("viaHandle");
+        QTest::addColumn<QVariant>("after");
+        QTest::newRow("integer from text") << QByteArray("Width") << QVariant("32") << true << true
+                                           << QVariant(qlonglong(32));
+        QTest::newRow("integer off increment") << QByteArray("Width") << QVariant(17) << false << false
+                                               << QVariant(qlonglong(1024));
+        QTest::newRow("float") << QByteArray("DeviceTemperature") << QVariant() << false << false << QVariant(41.5);
+        QTest::newRow("boolean from text") << QByteArray("ReverseX") << QVariant("true") << true << true
+                                           << QVariant(true);
+        // The handle functions select entries by name only.
+        QTest::newRow("entry by int value") << QByteArray("PixelFormat") << QVariant(int(0x01100005)) << true << false
+                                            << QVariant("Mono12");
+        QTest::newRow("entry by qlonglong") << QByteArray("PixelFormat") << QVariant(qlonglong(0x01100005)) << false
+                                            << false << QVariant("Mono8");
+        QTest::newRow("unavailable entry") << QByteArray("PixelFormat") << QVariant("RGB8") << false << false
+                                           << QVariant("Mono8");
+        QTest::newRow("string") << QByteArray("DeviceUserID") << QVariant("Bay 4") << true << true << QVariant("Bay 4");
+        QTest::newRow("read-only string") << QByteArray("DeviceModelName") << QVariant() << false << false
+                                          << QVariant("M2");
+        QTest::newRow("command") << QByteArray("UserSetSave") << QVariant(1) << false << false << QVariant();
+        QTest::newRow("raw") << QByteArray("FileAccessBuffer") << QVariant() << false << false << QVariant();
+        QTest::newRow("missing") << QByteArray("Missing") << QVariant() << false << false << QVariant();
+    }
+
+    void featureValues()
+    {
+        QFETCH(QByteArray, name);
+        QFETCH(QVariant, input);
+        QFETCH(bool, written);
+        QFETCH(bool, viaHandle);
+        QFETCH(QVariant, after);
+        auto camera = open("USB");
+        GrbHandle handle = handleOf("USB");
+        if (input.isValid())
+        {
+            QCOMPARE(PXFeatureContainerUtil::SetFeatureValue(handle, name.constData(), input), viaHandle);
+            QCOMPARE(camera->cameraFeature->SetValue(name.constData(), input), written);
+        }
+        for (int family = 0; family < 2; ++family)
+        {
+            QVariant value;
+            QCOMPARE(family ? PXFeatureContainerUtil::GetFeatureValue(handle, name.constData(), value)
+                            : camera->cameraFeature->GetValue(name.constData(), value),
+                     after.isValid());
+            QCOMPARE(value, after);
+            QCOMPARE(value.userType(), after.userType());
+        }
+    }
+
+    void featureHelpers()
+    {
+        auto camera = open("USB");
+        PXCameraFeature* features = camera->cameraFeature;
+        GrbHandle handle = handleOf("USB");
+        GrbCPP::CameraPtr sdkCamera = m_api->GetCameraPtr(extendedId("USB"));
+        auto container = std::static_pointer_cast<GrbCPP::FeatureContainer>(sdkCamera);
+        // Entries: by name only, handed back as text; only the available ones are listed.
+        QVariant entry(QByteArray("Mono12"));
+        QVERIFY(PXFeatureContainerUtil::SetFeatureValueEnum(container, "PixelFormat", entry));
+        QCOMPARE(entry.userType(), int(QMetaType::QString));
+        QVERIFY(!PXFeatureContainerUtil::SetFeatureValueEnum(container, "Width", entry));
+        QVERIFY(!PXFeatureContainerUtil::GetFeatureValueEnum(container, "Width", entry));
+        QVERIFY(PXFeatureContainerUtil::SetFeatureValueEnum(handle, "PixelFormat", entry));
+        QCOMPARE(features->GetSubFeatures("PixelFormat"), (QStringList{"Mono8", "Mono12"}));
+        QCOMPARE(features->GetSubFeatures("Width"), QStringList());
+        // Presence: an absent feature is an answer, any other failure is not.
+        bool exists = true;
+        QVERIFY(features->HasFeature("Missing", exists));
+        QVERIFY(!exists);
+        bool writable = true;
+        QVERIFY(features->IsWritable("DeviceModelName", writable));
+        QVERIFY(!writable);
+        QVERIFY(!PXFeatureContainer(nullptr).HasFeature("Width", exists));
+        // Raw buffers come whole, whatever was asked for; commands run without waiting.
+        std::vector<unsigned char> bytes(3, 1);
+        QVERIFY(features->GetRegisterValue("EmptyRaw", bytes, 1));
+        QVERIFY(bytes.empty());
+        QVERIFY(features->GetRegisterValue("FileAccessBuffer", bytes, 4));
+        QCOMPARE(bytes.size(), size_t(65536));
+        QVERIFY(!features->GetRegisterValue("FileAccessBuffer", bytes, 0));
+        QVERIFY(!features->SetRegisterValue("FileAccessBuffer", {}, 1));
+        QVERIFY(features->SetCommand("Never", 0));
+        QVERIFY(PXFeatureContainerUtil::SetFeatureCommand(handle, "Never", 0));
+        QVERIFY(!features->SetCommand("Width", 0));
+        QVERIFY(!PXFeatureContainerUtil::SetFeatureValue(handle, "UserSetSave", QVariant(1)));
+        QCOMPARE(sdkCamera->Close(), GrbErrorType(GrbErrorSuccess));
+        QVERIFY(!features->HasFeature("Width", exists));
+    }
+
+    void featureRanges_data()
+    {
+        QTest::addColumn<QByteArray>("name");
+        QTest::addColumn<bool>("ok");
+        QTest::addColumn<QVariantList>("range");
+        QTest::newRow("integer") << QByteArray("Width") << true
+                                 << QVariantList{qlonglong(16), qlonglong(4096), qlonglong(16)};
+        QTest::newRow("float") << QByteArray("Gain") << true << QVariantList{0.0, 24.0, 0.1};
+        QTest::newRow("float without increment") << QByteArray("ExposureTime") << false
+                                                 << QVariantList{10.0, 1000000.0, QVariant()};
+    }
+
+    void featureRanges()
+    {
+        QFETCH(QByteArray, name);
+        QFETCH(bool, ok);
+        QFETCH(QVariantList, range);
+        auto camera = open("USB");
+        QVariant lo, hi, step;
+        QCOMPARE(camera->cameraFeature->GetFeatureRange(name.constData(), lo, hi, step), ok);
+        QCOMPARE((QVariantList{lo, hi, step}), range);
+    }
+
+    void stringToDouble_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<double>("value");
+        QTest::addColumn<bool>("ok");
+        QTest::newRow("decimal comma") << "1,5" << 1.5 << true;
+        QTest::newRow("german grouping") << "1.234,5" << 1234.5 << true;
+        QTest::newRow("german grouping only") << "1.234" << 1234.0 << true;
+        QTest::newRow("decimal point") << "2.25" << 2.25 << true;
+        QTest::newRow("neither") << "abc" << 0.0 << false;
+    }
+
+    void stringToDouble()
+    {
+        QFETCH(QString, text);
+        QFETCH(double, value);
+        QFETCH(bool, ok);
+        bool parsed = !ok;
+        QCOMPARE(StringToDouble(text, &parsed), value);
+        QCOMPARE(parsed, ok);
+        QCOMPARE(PXFeatureContainerUtil::StringToDouble(text, nullptr), value);
+    }
+
     void identityAndManager()
     {
         auto camera = open("GIGE");
-        QCOMPARE(camera->GetCameraName(), QStringLiteral("Gate cam"));
-        QCOMPARE(camera->GetCameraManufacturerInfo(), QStringLiteral("Firmware 3.1"));
         QCOMPARE(camera->GetInfo(nullptr), GrbErrorType(GrbErrorBadParameter));
         std::shared_ptr<GrbCPP::Frame> frame;
         QVERIFY(camera->AcquireSingleImage(frame, 1000, GrbCPP::FrameAllocation_AnnounceFrame));
@@ -208,61 +346,50 @@ private slots:
         QVERIFY(!camera->SaveToUserSet());
     }
 
-    void download_data()
+    // Whole files both ways: the content, the progress reports and the length the last
+    // chunk left in FileAccessLength.
+    void transfers_data()
     {
-        QTest::addColumn<QString>("file");
+        QTest::addColumn<bool>("download");
+        QTest::addColumn<int>("size");
         QTest::addColumn<QList<qint64>>("progress");
         QTest::addColumn<qlonglong>("lastLength");
-        QTest::newRow("empty") << "f0" << QList<qint64>{0} << 0ll;
-        QTest::newRow("one byte") << "f1" << QList<qint64>{0, 0} << 1ll;
-        QTest::newRow("one full chunk") << "f65536" << QList<qint64>{0, 0} << 65536ll;
-        QTest::newRow("one byte over") << "f65537" << QList<qint64>{1, 0, 0} << 1ll;
-        QTest::newRow("three chunks") << "f196608" << QList<qint64>{131072, 65536, 0, 0} << 65536ll;
+        QTest::newRow("download, empty") << true << 0 << QList<qint64>{0} << 0ll;
+        QTest::newRow("download, one byte") << true << 1 << QList<qint64>{0, 0} << 1ll;
+        QTest::newRow("download, one full chunk") << true << 65536 << QList<qint64>{0, 0} << 65536ll;
+        QTest::newRow("download, one byte over") << true << 65537 << QList<qint64>{1, 0, 0} << 1ll;
+        QTest::newRow("download, three chunks") << true << 196608 << QList<qint64>{131072, 65536, 0, 0} << 65536ll;
+        QTest::newRow("upload, one byte") << false << 1 << QList<qint64>{0} << 1ll;
+        QTest::newRow("upload, one full chunk") << false << 65536 << QList<qint64>{0} << 65536ll;
+        QTest::newRow("upload, one byte over") << false << 65537 << QList<qint64>{0} << 1ll;
+        QTest::newRow("upload, three chunks") << false << 196608 << QList<qint64>{131072, 0} << 65536ll;
     }
 
-    void download()
+    void transfers()
     {
-        QFETCH(QString, file);
+        QFETCH(bool, download);
+        QFETCH(int, size);
         QFETCH(QList<qint64>, progress);
         QFETCH(qlonglong, lastLength);
         auto camera = open("GIGE");
         QSignalSpy spy(camera.get(), &PXCamera::updateTransferProcess);
-        const QString local = m_sim.Path("download.bin");
+        const QString file = download ? QStringLiteral("f%1").arg(size) : QStringLiteral("up.bin");
+        const QString local = m_sim.Path("transfer.bin");
         long written = -1;
-        QVERIFY(camera->DownloadDeviceFile(qPrintable(local), qPrintable(file), "Userfile", &written));
-        const auto device = m_sim.DeviceFile("GIGE", "Userfile", qPrintable(file));
-        QCOMPARE(ReadLocal(local), *device);
-        QCOMPARE(written, long(device->size()));
-        QCOMPARE(::progress(spy, file, "Read"), progress);
+        if (download)
+            QVERIFY(camera->DownloadDeviceFile(qPrintable(local), qPrintable(file), "Userfile", &written));
+        else
+        {
+            QVERIFY(WriteLocal(local, GrbTest::Pattern(size, 1)));
+            QVERIFY(camera->UploadLocalFile("up.bin", qPrintable(local), "Userfile", &written));
+        }
+        QCOMPARE(written, long(size));
+        QCOMPARE(*m_sim.DeviceFile("GIGE", "Userfile", qPrintable(file)), ReadLocal(local));
+        QCOMPARE(::progress(spy, file, download ? "Read" : "Write"), progress);
         QVariant length;
         QVERIFY(camera->cameraFeature->GetValue("FileAccessLength", length));
         QCOMPARE(length.toLongLong(), lastLength);
         QVERIFY(!IsOpenInThisProcess(local));
-    }
-
-    void upload_data()
-    {
-        QTest::addColumn<int>("size");
-        QTest::addColumn<QList<qint64>>("progress");
-        QTest::newRow("one byte") << 1 << QList<qint64>{0};
-        QTest::newRow("one full chunk") << 65536 << QList<qint64>{0};
-        QTest::newRow("one byte over") << 65537 << QList<qint64>{0};
-        QTest::newRow("three chunks") << 196608 << QList<qint64>{131072, 0};
-    }
-
-    void upload()
-    {
-        QFETCH(int, size);
-        QFETCH(QList<qint64>, progress);
-        auto camera = open("GIGE");
-        QSignalSpy spy(camera.get(), &PXCamera::updateTransferProcess);
-        const QString local = m_sim.Path("upload.bin");
-        QVERIFY(WriteLocal(local, content(size)));
-        long written = -1;
-        QVERIFY(camera->UploadLocalFile("up.bin", qPrintable(local), "Userfile", &written));
-        QCOMPARE(written, long(size));
-        QCOMPARE(*m_sim.DeviceFile("GIGE", "Userfile", "up.bin"), content(size));
-        QCOMPARE(::progress(spy, "up.bin", "Write"), progress);
     }
 
     void uploadOfNothingTouchesNoDevice()
@@ -395,14 +522,14 @@ private slots:
         if (nth)
             QVERIFY(m_sim.World()->FailFeatureAccess(id.toStdString(), feature.toStdString(), unsigned(nth)));
         const QString local = m_sim.Path("upload.bin");
-        QVERIFY(WriteLocal(local, content(196608)));
+        QVERIFY(WriteLocal(local, GrbTest::Pattern(196608, 1)));
         long bytesWritten = -1;
         QCOMPARE(camera->UploadLocalFile("up.bin", qPrintable(local), "Userfile", &bytesWritten), result);
         QCOMPARE(bytesWritten, long(written));
         const auto device = m_sim.DeviceFile(qPrintable(id), "Userfile", "up.bin");
         QCOMPARE(device ? device->size() : -1, onDevice);
         if (device)
-            QCOMPARE(*device, content(onDevice));
+            QCOMPARE(*device, GrbTest::Pattern(onDevice, 1));
         QCOMPARE(!spy.isEmpty() && spy.last().at(0).toLongLong() == 0, result);
         QCOMPARE(camera->LastTransferReport().step, step);
         QCOMPARE(camera->LastTransferReport().localBytes, qint64(196608));
@@ -437,7 +564,7 @@ private slots:
     {
         QTest::addColumn<QString>("id");
         QTest::addColumn<int>("capacity");
-        QTest::newRow("4096-byte buffer") << "BUF4096" << 4096;
+        QTest::newRow("4096-byte buffer, a longer length allowed") << "BUF4096" << 4096;
         QTest::newRow("FileAccessLength up to 1000") << "LEN1000" << 1000;
         QTest::newRow("buffer larger than a chunk") << "BUF100000" << 65536;
         // What the camera can do, not what the last (1-byte) transfer left in the buffer.
@@ -463,10 +590,10 @@ private slots:
         QVERIFY(camera->cameraFeature->GetValue("FileAccessLength", length));
         QCOMPARE(length.toLongLong(), qint64(size - (chunks - 1) * capacity));
 
-        QVERIFY(WriteLocal(local, content(size)));
+        QVERIFY(WriteLocal(local, GrbTest::Pattern(size, 1)));
         QVERIFY(camera->UploadLocalFile("up.bin", qPrintable(local), "Userfile", &written));
         QCOMPARE(written, long(size));
-        QCOMPARE(*m_sim.DeviceFile(qPrintable(id), "Userfile", "up.bin"), content(size));
+        QCOMPARE(*m_sim.DeviceFile(qPrintable(id), "Userfile", "up.bin"), GrbTest::Pattern(size, 1));
     }
 
     // The faults a description switches on, as a user would try them from the shell.
@@ -520,7 +647,7 @@ private slots:
         }
         else
         {
-            QVERIFY(WriteLocal(local, content(196608)));
+            QVERIFY(WriteLocal(local, GrbTest::Pattern(196608, 1)));
             QVERIFY(!camera->UploadLocalFile("up.bin", qPrintable(local), "Userfile", &written));
             QVERIFY(camera->LastTransferReport().incompleteRemoved);
             QVERIFY(!m_sim.DeviceFile("GIGE", "Userfile", "up.bin"));
@@ -575,26 +702,100 @@ private slots:
         QVERIFY(m_sim.DeviceFile("NONAME", "Slot", ""));
     }
 
-    void fileAccessModeProbe_data()
-    {
-        QTest::addColumn<QString>("id");
-        QTest::addColumn<bool>("flags");
-        QTest::newRow("every mode accepted") << "USB" << false;
-        QTest::newRow("every mode refused") << "MODES" << true;
-    }
 
+    // Inverted on purpose: a flag is true only when every mode that grants it was refused.
     void fileAccessModeProbe()
     {
-        QFETCH(QString, id);
-        QFETCH(bool, flags);
-        auto camera = open(id);
-        bool readable = !flags, writable = !flags;
-        camera->GetFileAccessMode(&readable, &writable);
-        QCOMPARE(readable, flags);
-        QCOMPARE(writable, flags);
+        for (const char* id : {"USB", "MODES"})
+        {
+            const bool refused = QByteArray(id) == "MODES";
+            bool readable = !refused, writable = !refused;
+            open(id)->GetFileAccessMode(&readable, &writable);
+            QCOMPARE(readable, refused);
+            QCOMPARE(writable, refused);
+        }
+    }
+
+    // Command completion is polled every two seconds: the few cases that wait for it.
+    void commandCompletion_data()
+    {
+        QTest::addColumn<int>("delayMs");
+        QTest::addColumn<int>("timeoutMs");
+        QTest::addColumn<bool>("done");
+        QTest::newRow("never done, time-out 1") << -1 << 1 << false;
+        QTest::newRow("done at the second query") << 1500 << 2000 << true;
+    }
+
+    void commandCompletion()
+    {
+        QFETCH(int, delayMs);
+        QFETCH(int, timeoutMs);
+        QFETCH(bool, done);
+        auto camera = open("USB");
+        QVERIFY(m_sim.World()->SetCommandDelay("USB", "UserSetLoad", delayMs));
+        QCOMPARE(camera->cameraFeature->SetCommand("UserSetLoad", static_cast<unsigned long>(timeoutMs)), done);
+    }
+
+    void downloadWhoseOpenNeverCompletes()
+    {
+        auto camera = open("GIGE");
+        QVERIFY(m_sim.World()->SetCommandDelay("GIGE", "FileOperationExecute", -1));
+        const QString local = m_sim.Path("open.bin");
+        long written = -1;
+        QVERIFY(!camera->DownloadDeviceFile(qPrintable(local), "f196608", "Userfile", &written));
+        QCOMPARE(written, 0L);
+        QVERIFY(!IsOpenInThisProcess(local));
+        QCOMPARE(ReadLocal(local), QByteArray());
+    }
+
+    // The device leaves right after carrying out the second chunk; the wait for its
+    // completion then runs into the time-out.
+    void unplugInTheMiddle_data()
+    {
+        QTest::addColumn<bool>("download");
+        QTest::addColumn<long>("written");
+        QTest::newRow("download") << true << 65536L;
+        QTest::newRow("upload") << false << 0L;
+    }
+
+    void unplugInTheMiddle()
+    {
+        QFETCH(bool, download);
+        QFETCH(long, written);
+        auto camera = open("GIGE");
+        QSignalSpy removed(m_api.get(), &ApiController::CameraRemoved);
+        QSignalSpy spy(camera.get(), &PXCamera::updateTransferProcess);
+        m_api->enableAutomaticDiscovery(true);
+        QVERIFY(m_sim.World()->UnplugAfterChunks("GIGE", 2));
+        const QString local = m_sim.Path("unplug.bin");
+        long bytesWritten = -1;
+        if (download)
+        {
+            QVERIFY(!camera->DownloadDeviceFile(qPrintable(local), "f196608", "Userfile", &bytesWritten));
+            QVERIFY(!IsOpenInThisProcess(local));
+            QCOMPARE(ReadLocal(local).size(), int(written));
+        }
+        else
+        {
+            QVERIFY(WriteLocal(local, GrbTest::Pattern(196608, 1)));
+            QVERIFY(!camera->UploadLocalFile("up.bin", qPrintable(local), "Userfile", &bytesWritten));
+        }
+        QCOMPARE(bytesWritten, written);
+        QCOMPARE(::progress(spy, download ? "f196608" : "up.bin", download ? "Read" : "Write"), QList<qint64>{131072});
+        QVERIFY(removed.count() == 1 || removed.wait());
+        QCOMPARE(removed.at(0).at(0).value<CameraInfoMap>().value("Extended ID"), QVariant("SIM-GEV::GIGE"));
+        QVERIFY(m_manager->Close("SIM-GEV::GIGE"));
     }
 
 private:
+    static GrbHandle handleOf(const QString& id)
+    {
+        GrbCPP::CameraPtr camera;
+        GrbHandle handle = nullptr;
+        GrbCPP::GrbSystem::GetInstance().GetCameraByID(qPrintable(extendedId(id)), camera);
+        return camera && camera->GetHandle(handle) == GrbErrorSuccess ? handle : nullptr;
+    }
+
     static QString extendedId(const QString& id)
     {
         return (id == "GIGE" || id == "TCP" ? "SIM-GEV::" : "SIM-U3V::") + id;

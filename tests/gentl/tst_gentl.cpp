@@ -255,9 +255,7 @@ void TestGentl::streamFeatures()
     QCOMPARE(camera->AcquireSingleImage(frame, 2000), GrbErrorSuccess);
     QCOMPARE(GetFeature(*stream, "StreamDeliveredFrameCount", delivered), GrbErrorSuccess);
     QCOMPARE(delivered, int64_t(1));
-    std::string mode;
-    QCOMPARE(GetFeatureText(*stream, "StreamBufferHandlingMode", mode), GrbErrorSuccess);
-    QCOMPARE(mode, std::string("OldestFirst"));
+    QCOMPARE(ReadAs(*stream, "StreamBufferHandlingMode", "text"), QStringLiteral("OldestFirst"));
 }
 
 void TestGentl::producerFaults_data()

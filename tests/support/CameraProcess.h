@@ -13,7 +13,7 @@ class CameraProcess
 public:
     // address: a loopback IPv4 address, or the path of a virtual USB device's socket.
     CameraProcess(QString program, QStringList arguments, QString address);
-    ~CameraProcess();
+    virtual ~CameraProcess();
     CameraProcess(const CameraProcess&) = delete;
     CameraProcess& operator=(const CameraProcess&) = delete;
 

@@ -5,33 +5,20 @@
 
 #include "CameraProcess.h"
 
-#include <QString>
-
-#include <memory>
-
-class FakeCamera
+class FakeCamera : public CameraProcess
 {
 public:
     // description: a GenICam file to serve instead of the built-in one.
-    FakeCamera(QString address, QString serial, QString description = {});
-    FakeCamera(const FakeCamera&) = delete;
-    FakeCamera& operator=(const FakeCamera&) = delete;
+    FakeCamera(const QString& address, const QString& serial, const QString& description = {});
 
-    // Returns once the camera answers on its control channel; false with the reason.
-    bool Start(QString& error);
-    void Stop();
-
-    QString Address() const { return m_address; }
     // The extended id the SDK gives this camera.
     QString ExtendedId() const { return QStringLiteral("GEV::Aravis-Fake-") + m_serial; }
-    QString Serial() const { return m_serial; }
 
+    // Empty when it is not installed.
     static QString Program();
 
 private:
-    QString m_address;
     QString m_serial;
-    std::unique_ptr<CameraProcess> m_process;
 };
 
 #endif

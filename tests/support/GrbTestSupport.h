@@ -1,11 +1,12 @@
 // Helpers shared by the camera SDK tests: starting the simulator on a description and
-// reading values through the public object interface.
+// reading and writing values through the public object interface.
 #ifndef TESTS_GRB_GRBTESTSUPPORT_H
 #define TESTS_GRB_GRBTESTSUPPORT_H
 
 #include <GrbCPP/GrbCPP.h>
 
 #include <QByteArray>
+#include <QString>
 
 #include <string>
 #include <vector>
@@ -36,6 +37,10 @@ GrbErrorType ReadText(Call&& call, std::string& text)
 }
 
 std::string ExtendedId(const GrbCPP::Camera& camera);
+// One identity read of a camera: "id", "extended", "model", "name", "serial",
+// "interface" (its interface's id), "layer name", "layer path" (its transport layer's),
+// or "access" (the permitted access as a number).
+QString IdentityText(const GrbCPP::Camera& camera, const QString& which, GrbErrorType* err = nullptr);
 
 template <class T>
 GrbErrorType GetFeature(const GrbCPP::FeatureContainer& container, const char* name, T& value)
@@ -53,13 +58,22 @@ GrbErrorType SetFeature(GrbCPP::FeatureContainer& container, const char* name, T
     return err != GrbErrorSuccess ? err : feature->SetValue(value);
 }
 
-// String value or current enumeration entry, in two calls.
-GrbErrorType GetFeatureText(const GrbCPP::FeatureContainer& container, const char* name, std::string& text);
 GrbErrorType RunCommand(GrbCPP::FeatureContainer& container, const char* name);
+
+// A value written or read as the kind named: "int", "float" ("nan" is one), "bool"
+// ("true" or "false") or "text" (a string or an entry's name).
+GrbErrorType WriteAs(GrbCPP::FeatureContainer& container, const char* name, const QString& kind,
+                     const QString& value);
+QString ReadAs(const GrbCPP::FeatureContainer& container, const char* name, const QString& kind,
+               GrbErrorType* err = nullptr);
+
+// Device memory: the bytes read, or "(unreadable)".
+QByteArray ReadMemory(const GrbCPP::Camera& camera, uint64_t address, int size);
+GrbErrorType WriteMemory(GrbCPP::Camera& camera, uint64_t address, const QByteArray& data);
 
 GrbCPP::StreamPtr FirstStream(const GrbCPP::Camera& camera);
 
-// The deterministic bytes a test uploads.
+// The bytes the simulator generates for a file described with size= and seed=.
 QByteArray Pattern(int size, int seed);
 
 } // namespace GrbTest

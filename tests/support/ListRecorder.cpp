@@ -1,5 +1,7 @@
 #include "ListRecorder.h"
 
+#include "GrbTestSupport.h"
+
 #include <GrbCPP/Camera.h>
 #include <GrbCPP/Interface.h>
 
@@ -13,27 +15,14 @@ constexpr std::chrono::seconds kPatience{10};
 
 void ListRecorder::CameraListChanged(GrbCPP::CameraPtr pCam, GrbCPP::UpdateTriggerType reason)
 {
-    std::string id;
-    unsigned int length = 0;
-    if (pCam && pCam->GetID(nullptr, length, true) == GrbErrorSuccess)
-    {
-        std::vector<char> buffer(length + 1, '\0');
-        if (pCam->GetID(buffer.data(), length, true) == GrbErrorSuccess)
-            id = buffer.data();
-    }
-    _Add({true, id, reason, std::this_thread::get_id()});
+    _Add({true, pCam ? GrbTest::ExtendedId(*pCam) : std::string(), reason, std::this_thread::get_id()});
 }
 
 void ListRecorder::InterfaceListChanged(GrbCPP::InterfacePtr pInterface, GrbCPP::UpdateTriggerType reason)
 {
     std::string id;
-    unsigned int length = 0;
-    if (pInterface && pInterface->GetID(nullptr, length) == GrbErrorSuccess)
-    {
-        std::vector<char> buffer(length + 1, '\0');
-        if (pInterface->GetID(buffer.data(), length) == GrbErrorSuccess)
-            id = buffer.data();
-    }
+    if (pInterface)
+        GrbTest::ReadText([&](char* buffer, unsigned int& length) { return pInterface->GetID(buffer, length); }, id);
     _Add({false, id, reason, std::this_thread::get_id()});
 }
 

@@ -7,21 +7,14 @@
 #include <QFileInfo>
 #include <QString>
 
-#include <unistd.h>
-
 // Whether this process still holds the file open (some transfer failures leave it so).
 inline bool IsOpenInThisProcess(const QString& path)
 {
     const QString target = QFileInfo(path).canonicalFilePath();
     const QDir fds(QStringLiteral("/proc/self/fd"));
     for (const QString& fd : fds.entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot))
-    {
-        char link[4096];
-        const QByteArray name = QFile::encodeName(fds.filePath(fd));
-        const ssize_t length = readlink(name.constData(), link, sizeof(link) - 1);
-        if (length > 0 && QFile::decodeName(QByteArray(link, static_cast<int>(length))) == target)
+        if (!target.isEmpty() && QFileInfo(fds.filePath(fd)).symLinkTarget() == target)
             return true;
-    }
     return false;
 }
 

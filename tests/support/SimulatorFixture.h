@@ -4,12 +4,12 @@
 // Starts the camera SDK on the simulator with a description written to a temporary
 // directory, so no test ever lets a real transport layer discover.
 
+#include "GrbTestSupport.h"
+
 #include <GrbCPP/GrbSystem.h>
 #include <sim/SimWorld.h>
 
 #include <QByteArray>
-#include <QDir>
-#include <QFile>
 #include <QString>
 #include <QTemporaryDir>
 
@@ -23,12 +23,7 @@ public:
     bool Start(const QString& description)
     {
         GrbCPP::GrbSystem::GetInstance().Shutdown();
-        QFile file(m_dir.filePath(QStringLiteral("cameras.txt")));
-        if (!file.open(QIODevice::WriteOnly) || file.write(description.toUtf8()) < 0)
-            return false;
-        file.close();
-        qputenv("GRB_SIMULATOR", QFile::encodeName(file.fileName()));
-        return GrbCPP::GrbSystem::GetInstance().Startup() == GrbErrorSuccess;
+        return GrbTest::StartSimulator(description.toUtf8()) == GrbErrorSuccess;
     }
 
     void Stop() { GrbCPP::GrbSystem::GetInstance().Shutdown(); }
@@ -43,9 +38,7 @@ public:
         std::vector<uint8_t> data;
         if (!World()->ReadFile(camera, selector, name, data))
             return std::nullopt;
-        QByteArray bytes;
-        bytes.append(reinterpret_cast<const char*>(data.data()), static_cast<int>(data.size()));
-        return bytes;
+        return QByteArray(reinterpret_cast<const char*>(data.data()), static_cast<int>(data.size()));
     }
 
 private:
