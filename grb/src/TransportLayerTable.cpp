@@ -1,8 +1,8 @@
 #include "TransportLayerTable.h"
 
-#include "../aravis/AravisDriver.h"
-#include "../gentlconsumer/GentlDriver.h"
-#include "../sim/SimulatorDriver.h"
+#include <aravis/AravisDriver.h>
+#include <gentlconsumer/GentlDriver.h>
+#include <sim/SimulatorDriver.h>
 
 #include <cstdlib>
 #include <functional>
