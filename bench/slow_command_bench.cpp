@@ -84,7 +84,7 @@ double timedCommand(const QStringList& arguments, const QString& dir)
     QProcess process;
     process.setWorkingDirectory(dir);
     const auto start = std::chrono::steady_clock::now();
-    process.start(QStringLiteral(PELLIX_FA_PATH), arguments);
+    ChildCommand::Target(QStringLiteral(PELLIX_FA_PATH), arguments).Start(process);
     if (!process.waitForFinished(120000) || process.exitCode() != 0)
         return -1;
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -175,7 +175,8 @@ int main(int argc, char** argv)
                                 QStringLiteral("--lifetime"), QStringLiteral("300")};
             if (slow)
                 options << QStringLiteral("--command-delay") << QStringLiteral("FileOperationExecute=%1").arg(kDelayMs);
-            CameraProcess camera(QStringLiteral(PELLIX_VIRTUAL_CAMERA), options, QString::fromLatin1(kAddress));
+            CameraProcess camera(ChildCommand::Target(QStringLiteral(PELLIX_VIRTUAL_CAMERA), options),
+                                 QString::fromLatin1(kAddress));
             QString error;
             if (!camera.Start(error))
             {

@@ -173,7 +173,7 @@ int main(int argc, char** argv)
                           description, QStringLiteral("--lifetime"), QStringLiteral("600")};
     if (!g_usb)
         arguments << QStringLiteral("--address") << QString::fromLatin1(kAddress);
-    CameraProcess camera(QStringLiteral(PELLIX_VIRTUAL_CAMERA), arguments,
+    CameraProcess camera(ChildCommand::Target(QStringLiteral(PELLIX_VIRTUAL_CAMERA), arguments),
                          g_usb ? bus + QStringLiteral("/BENCH1.usb") : QString::fromLatin1(kAddress));
     QString error;
     if (!camera.Start(error))

@@ -12,6 +12,10 @@
 # package is unpacked into a temporary root (dpkg -x) that is deleted at the end, so
 # the machine stays as it was; --system installs it with dpkg -i (as root) and purges
 # it at the end. The window runs with a temporary HOME either way.
+#
+# A package for 64-bit Arm (scripts/arm64.sh) is tried the same way, unpacked, its
+# programs run under user-mode emulation (qemu-aarch64) against the arm64 libraries
+# installed beside this machine's; the screenshot is then build-arm64/window.png.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 repo=$PWD
@@ -28,11 +32,11 @@ installed() {
     [ "$(dpkg-query -W -f='${Status}' "$1" 2>/dev/null)" = "install ok installed" ]
 }
 
-# Runs inside xvfb-run: starts the window, waits for it to appear, takes the screenshot
-# and ends the program.
+# Runs inside xvfb-run: starts the window (through the emulator, when one is given),
+# waits for it to appear, takes the screenshot and ends the program.
 if [ "${1:-}" = "--window" ]; then
-    bin=$2 shot=$3 log=$4
-    "$bin/pellix-file-access" >"$log" 2>&1 &
+    bin=$2 shot=$3 log=$4 emulator=$5
+    $emulator "$bin/pellix-file-access" >"$log" 2>&1 &
     pid=$!
     shown=
     for _ in $(seq 1 60); do
@@ -89,6 +93,30 @@ fi
 package=$(dpkg-deb -f "$deb" Package)
 echo "== $deb"
 
+# Another machine's programs run through user-mode emulation; the emulator itself is a
+# program of this machine, so a library preloaded into them is handed over with -E.
+arch=$(dpkg-deb -f "$deb" Architecture)
+emulator=
+shot=$repo/build-package/window.png
+if [ "$arch" != "$(dpkg --print-architecture)" ]; then
+    [ -z "$system" ] || fail "a package for $arch is not installed on this machine; try it without --system"
+    [ "$arch" = arm64 ] || fail "no emulator for $arch here"
+    emulator="$(command -v qemu-aarch64) -L /"
+    [ "$emulator" != " -L /" ] || fail "qemu-aarch64 is not installed (scripts/install-deps.sh arm64)"
+    shot=$repo/build-$arch/window.png
+    echo "ok   $arch programs run under $emulator"
+fi
+# Word-split on purpose: the emulator and its options, or nothing.
+run() {
+    $emulator "$@"
+}
+# How a program is started with the libusb stand-in preloaded: the path follows at once.
+if [ -n "$emulator" ]; then
+    preloaded="$emulator -E LD_PRELOAD="
+else
+    preloaded="env LD_PRELOAD="
+fi
+
 work=$(mktemp -d)
 cleanup() {
     if [ -n "$system" ] && installed "$package"; then
@@ -100,7 +128,7 @@ trap cleanup EXIT
 
 # The package's Depends must all be met here, else what runs below proves nothing.
 depends=$(dpkg-deb -f "$deb" Depends)
-dpkg-checkbuilddeps -d "$depends" /dev/null 2>"$work/unmet" ||
+dpkg-checkbuilddeps -a "$arch" -d "$depends" /dev/null 2>"$work/unmet" ||
     fail "dependencies not installed: $(sed 's/.*Unmet build dependencies: //' "$work/unmet")"
 echo "ok   Depends met: $depends"
 
@@ -151,11 +179,11 @@ echo "ok   manual pages render without warnings"
 
 # Nothing below may reach the network: the simulator replaces every real transport layer.
 export GRB_SIMULATOR=demo
-version=$("$bin/pellix-fa" --version)
+version=$(run "$bin/pellix-fa" --version)
 [[ "$version" == "pellix-fa $(dpkg-deb -f "$deb" Version)"* ]] || fail "pellix-fa --version said: $version"
 echo "ok   pellix-fa --version: $version"
 
-"$bin/pellix-fa" --simulate list >"$work/list" 2>&1 || { cat "$work/list"; fail "pellix-fa --simulate list failed"; }
+run "$bin/pellix-fa" --simulate list >"$work/list" 2>&1 || { cat "$work/list"; fail "pellix-fa --simulate list failed"; }
 grep -q "40100271" "$work/list" && grep -q "22031577" "$work/list" ||
     { cat "$work/list"; fail "pellix-fa --simulate list misses the demo cameras"; }
 echo "ok   pellix-fa --simulate list:"
@@ -173,7 +201,7 @@ for candidate in "unshare -n" "unshare -rn"; do
     fi
 done
 if [ -n "$isolate" ]; then
-    env -u GRB_SIMULATOR GRB_GENTL_PRODUCER="$cti" $isolate "$bin/pellix-fa" list --all >"$work/gentl" 2>&1 ||
+    env -u GRB_SIMULATOR GRB_GENTL_PRODUCER="$cti" $isolate $emulator "$bin/pellix-fa" list --all >"$work/gentl" 2>&1 ||
         { cat "$work/gentl"; fail "pellix-fa list with the installed GenTL producer failed"; }
     grep "Pellix GenTL Simulator" "$work/gentl" >/dev/null ||
         { cat "$work/gentl"; fail "pellix-fa list misses the GenTL producer's cameras"; }
@@ -184,9 +212,9 @@ fi
 
 # Whole outputs to files: grep -q would stop reading early, and pipefail would take the
 # writer's SIGPIPE for a failure.
-"$bin/pellix-virtual-camera" --help >"$work/vcam-help" || fail "pellix-virtual-camera --help failed"
+run "$bin/pellix-virtual-camera" --help >"$work/vcam-help" || fail "pellix-virtual-camera --help failed"
 grep "^usage: pellix-virtual-camera" "$work/vcam-help" >/dev/null || fail "pellix-virtual-camera --help"
-"$bin/pellix-virtual-camera" --serial 40100271 --print-xml >"$work/vcam-xml" || fail "pellix-virtual-camera --print-xml failed"
+run "$bin/pellix-virtual-camera" --serial 40100271 --print-xml >"$work/vcam-xml" || fail "pellix-virtual-camera --print-xml failed"
 grep "<RegisterDescription" "$work/vcam-xml" >/dev/null || fail "pellix-virtual-camera --print-xml"
 echo "ok   pellix-virtual-camera --help and --print-xml"
 
@@ -199,11 +227,11 @@ if unshare -rn true 2>/dev/null; then
     mkdir -p "$work/bus"
     env -u GRB_SIMULATOR PELLIX_VIRTUAL_USB_DIR="$work/bus" unshare -rn sh -c '
         ip link set lo up
-        "$1/pellix-virtual-camera" --serial 22031577 --lifetime 60 >/dev/null & camera=$!
+        $4 "$1/pellix-virtual-camera" --serial 22031577 --lifetime 60 >/dev/null & camera=$!
         for _ in $(seq 1 50); do [ -S "$PELLIX_VIRTUAL_USB_DIR/22031577.usb" ] && break; sleep 0.1; done
-        LD_PRELOAD="$2" "$1/pellix-fa" ls 22031577 >"$3" 2>&1; status=$?
+        $5"$2" "$1/pellix-fa" ls 22031577 >"$3" 2>&1; status=$?
         kill $camera
-        exit $status' sh "$bin" "$standin" "$work/usb" || { cat "$work/usb"; fail "pellix-fa ls on the virtual USB3 Vision camera"; }
+        exit $status' sh "$bin" "$standin" "$work/usb" "$emulator" "$preloaded" || { cat "$work/usb"; fail "pellix-fa ls on the virtual USB3 Vision camera"; }
     grep -q "gamma22.lut" "$work/usb" || { cat "$work/usb"; fail "the virtual USB3 Vision camera's files are not listed"; }
     echo "ok   pellix-fa on a virtual USB3 Vision camera through the installed libusb stand-in"
 else
@@ -215,10 +243,9 @@ export HOME=$work/home XDG_CONFIG_HOME=$work/home/.config XDG_RUNTIME_DIR=$work/
 mkdir -p "$HOME" "$XDG_RUNTIME_DIR"
 chmod 700 "$XDG_RUNTIME_DIR"
 unset QT_QPA_PLATFORM
-shot=$repo/build-package/window.png
 mkdir -p "$(dirname "$shot")"
 rm -f "$shot"
-xvfb-run -a -s "-screen 0 1280x800x24" "$0" --window "$bin" "$shot" "$work/window.log"
+xvfb-run -a -s "-screen 0 1280x800x24" "$0" --window "$bin" "$shot" "$work/window.log" "$emulator"
 [ -s "$shot" ] || fail "no screenshot"
 colours=$(identify -format '%k' "$shot")
 [ "$colours" -ge 64 ] || fail "the screenshot is nearly empty ($colours colours)"

@@ -146,7 +146,7 @@ private slots:
         QFETCH(QString, out);
         QFETCH(QString, err);
         QProcess process;
-        process.start(program, arguments);
+        ChildCommand::Target(program, arguments).Start(process);
         QVERIFY(process.waitForFinished(10000));
         QCOMPARE(process.exitCode(), exitCode);
         const QString shown = QString::fromUtf8(process.readAllStandardOutput());
@@ -403,7 +403,7 @@ private slots:
         QVERIFY(WriteLocal(work("up.bin"), pattern(4194304, 6)));
         QProcess process;
         process.setWorkingDirectory(m_work);
-        process.start(PELLIX_FA_PATH, QStringList{"--simulate=" + m_cameras} + arguments);
+        ChildCommand::Target(PELLIX_FA_PATH, QStringList{"--simulate=" + m_cameras} + arguments).Start(process);
         process.setReadChannel(QProcess::StandardError);
         QVERIFY(process.waitForStarted());
         // Interrupted once the transfer is under way: a quarter of it is reported.

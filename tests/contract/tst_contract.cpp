@@ -737,16 +737,18 @@ void TestContract::_StartCamera(QString& error)
         const QString bus = m_dir.filePath(QStringLiteral("bus"));
         qputenv("PELLIX_VIRTUAL_USB_DIR", bus.toLocal8Bit());
         m_process = std::make_unique<CameraProcess>(
-            QStringLiteral(PELLIX_VIRTUAL_CAMERA),
-            QStringList{"--serial", "CT1", "--description", description, "--lifetime", "600", "--reset-delay", "2500"},
+            ChildCommand::Target(QStringLiteral(PELLIX_VIRTUAL_CAMERA),
+                                 {"--serial", "CT1", "--description", description, "--lifetime", "600",
+                                  "--reset-delay", "2500"}),
             bus + QStringLiteral("/CT1.usb"));
     }
     else if (g_transport == Transport::VirtualCamera)
         m_process = std::make_unique<CameraProcess>(
-            QStringLiteral(PELLIX_VIRTUAL_CAMERA),
-            QStringList{"--address", "127.0.0.1", "--serial", "CT1", "--description", description, "--lifetime", "600",
-                        // Away long enough after a reset for Aravis's list to notice.
-                        "--reset-delay", "2500"},
+            ChildCommand::Target(QStringLiteral(PELLIX_VIRTUAL_CAMERA),
+                                 {"--address", "127.0.0.1", "--serial", "CT1", "--description", description,
+                                  "--lifetime", "600",
+                                  // Away long enough after a reset for Aravis's list to notice.
+                                  "--reset-delay", "2500"}),
             QStringLiteral("127.0.0.1"));
     else if (g_transport == Transport::FakeCamera)
         m_process = std::make_unique<FakeCamera>("127.0.0.1", "CT", QStringLiteral(ARAVIS_TEST_DESCRIPTION));

@@ -4,6 +4,7 @@
 // show. What each camera keeps, its features and file storage, the contract suite's
 // gentl run covers.
 #include "CameraHolder.h"
+#include "ChildCommand.h"
 #include "GrbTestSupport.h"
 #include "ListRecorder.h"
 #include "NamespacedTestMain.h"
@@ -386,7 +387,7 @@ void TestGentl::commandLine()
     auto run = [&](const QStringList& arguments, QByteArray& out) {
         QProcess process;
         process.setWorkingDirectory(work);
-        process.start(QStringLiteral(PELLIX_FA_PATH), arguments);
+        ChildCommand::Target(QStringLiteral(PELLIX_FA_PATH), arguments).Start(process);
         if (!process.waitForFinished(60000))
             return -1;
         out = process.readAllStandardOutput();

@@ -1,5 +1,7 @@
 #include "CameraHolder.h"
 
+#include "ChildCommand.h"
+
 CameraHolder::~CameraHolder()
 {
     Release();
@@ -12,7 +14,7 @@ bool CameraHolder::Hold(const QString& camera, QString& error)
 
 bool CameraHolder::Hold(const QString& program, const QStringList& arguments, QString& error)
 {
-    m_process.start(program, arguments);
+    ChildCommand::Target(program, arguments).Start(m_process);
     if (!m_process.waitForStarted(5000))
     {
         error = QStringLiteral("the holder did not start");

@@ -1,6 +1,6 @@
 // Another application holding a camera: by default the aravis_camera_holder helper,
-// which takes a camera's control through Aravis; any helper that says "held" once it
-// has the camera and keeps it until its input closes.
+// which takes a camera's control through Aravis; any helper of this project that says
+// "held" once it has the camera and keeps it until its input closes.
 #ifndef TESTS_ARAVIS_CAMERAHOLDER_H
 #define TESTS_ARAVIS_CAMERAHOLDER_H
 

@@ -38,9 +38,8 @@ bool reaped(pid_t pid, int patienceMs)
 
 } // namespace
 
-CameraProcess::CameraProcess(QString program, QStringList arguments, QString address)
-    : m_program(std::move(program))
-    , m_arguments(std::move(arguments))
+CameraProcess::CameraProcess(ChildCommand command, QString address)
+    : m_command(std::move(command))
     , m_address(std::move(address))
 {
 }
@@ -53,19 +52,29 @@ CameraProcess::~CameraProcess()
 bool CameraProcess::Start(QString& error)
 {
     Stop();
-    if (m_program.isEmpty() || !QFileInfo(m_program).isExecutable())
+    if (m_command.Program().isEmpty() || !QFileInfo(m_command.Program()).isExecutable())
     {
-        error = QStringLiteral("the camera program %1 cannot be run").arg(m_program);
+        error = QStringLiteral("the camera program %1 cannot be run").arg(m_command.Program());
         return false;
     }
     // Everything the child needs is prepared here: after fork only exec-safe calls.
-    std::vector<QByteArray> args{m_program.toLocal8Bit()};
-    for (const QString& argument : m_arguments)
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    const QStringList line = m_command.CommandLine(environment);
+    std::vector<QByteArray> args;
+    for (const QString& argument : line)
         args.push_back(argument.toLocal8Bit());
-    std::vector<char*> argv;
-    for (QByteArray& arg : args)
-        argv.push_back(arg.data());
-    argv.push_back(nullptr);
+    std::vector<QByteArray> variables;
+    for (const QString& variable : environment.toStringList())
+        variables.push_back(variable.toLocal8Bit());
+    auto pointers = [](std::vector<QByteArray>& strings) {
+        std::vector<char*> list;
+        for (QByteArray& string : strings)
+            list.push_back(string.data());
+        list.push_back(nullptr);
+        return list;
+    };
+    std::vector<char*> argv = pointers(args);
+    std::vector<char*> envp = pointers(variables);
 
     m_pid = fork();
     if (m_pid == 0)
@@ -74,7 +83,7 @@ bool CameraProcess::Start(QString& error)
         const int null = open("/dev/null", O_RDWR);
         dup2(null, STDIN_FILENO);
         dup2(null, STDOUT_FILENO);
-        execv(argv[0], argv.data());
+        execve(argv[0], argv.data(), envp.data());
         _exit(127);
     }
     if (m_pid < 0)

@@ -3,8 +3,9 @@
 #ifndef TESTS_ARAVIS_CAMERAPROCESS_H
 #define TESTS_ARAVIS_CAMERAPROCESS_H
 
+#include "ChildCommand.h"
+
 #include <QString>
-#include <QStringList>
 
 #include <sys/types.h>
 
@@ -12,7 +13,7 @@ class CameraProcess
 {
 public:
     // address: a loopback IPv4 address, or the path of a virtual USB device's socket.
-    CameraProcess(QString program, QStringList arguments, QString address);
+    CameraProcess(ChildCommand command, QString address);
     virtual ~CameraProcess();
     CameraProcess(const CameraProcess&) = delete;
     CameraProcess& operator=(const CameraProcess&) = delete;
@@ -28,8 +29,7 @@ public:
     QString Address() const { return m_address; }
 
 private:
-    QString m_program;
-    QStringList m_arguments;
+    ChildCommand m_command;
     QString m_address;
     pid_t m_pid = -1;
 };

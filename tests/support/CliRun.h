@@ -4,6 +4,8 @@
 // Runs the built pellix-fa on a simulator description and collects what a user or a
 // script would see of it.
 
+#include "ChildCommand.h"
+
 #include <QByteArray>
 #include <QFile>
 #include <QJsonDocument>
@@ -61,7 +63,7 @@ inline CliRun RunCli(const QString& description, const QStringList& arguments, c
     process.setWorkingDirectory(workingDirectory);
     QStringList all = arguments;
     all.prepend(QStringLiteral("--simulate=") + description);
-    process.start(QStringLiteral(PELLIX_FA_PATH), all);
+    ChildCommand::Target(QStringLiteral(PELLIX_FA_PATH), all).Start(process);
     CliRun run;
     if (!process.waitForStarted(10000))
         return run;

@@ -15,7 +15,7 @@ QStringList arguments(const QString& address, const QString& serial, const QStri
 } // namespace
 
 FakeCamera::FakeCamera(const QString& address, const QString& serial, const QString& description)
-    : CameraProcess(Program(), arguments(address, serial, description), address)
+    : CameraProcess(ChildCommand::Host(Program(), arguments(address, serial, description)), address)
     , m_serial(serial)
 {
 }

@@ -1,16 +1,21 @@
 #include "NetworkNamespace.h"
 
+#include "ChildCommand.h"
+
 #include <QFile>
 #include <QStringList>
 
 #include <arpa/inet.h>
+#include <linux/capability.h>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <net/if.h>
 #include <sched.h>
 #include <sys/ioctl.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace {
@@ -97,6 +102,29 @@ bool onlyLoopback(QString& reason)
     return others.isEmpty();
 }
 
+// qemu-user opens a packet socket but does not translate its receive ring, so Aravis's
+// packet-socket receiver, which it uses whenever it may (CAP_NET_RAW), never sees a GigE
+// Vision stream packet under emulation. Without the capability, for this process and
+// what it starts, Aravis receives on its ordinary UDP socket.
+bool dropRawSockets(QString& reason)
+{
+    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct data[_LINUX_CAPABILITY_U32S_3]{};
+    const unsigned bit = 1u << (CAP_NET_RAW % 32);
+    bool ok = prctl(PR_CAPBSET_DROP, CAP_NET_RAW, 0, 0, 0) == 0 && syscall(SYS_capget, &header, data) == 0;
+    if (ok)
+    {
+        data[CAP_NET_RAW / 32].effective &= ~bit;
+        data[CAP_NET_RAW / 32].permitted &= ~bit;
+        data[CAP_NET_RAW / 32].inheritable &= ~bit;
+        ok = syscall(SYS_capset, &header, data) == 0;
+    }
+    if (!ok)
+        reason = QStringLiteral("raw sockets could not be given up under emulation: %1")
+                     .arg(QString::fromLocal8Bit(std::strerror(errno)));
+    return ok;
+}
+
 } // namespace
 
 bool NetworkNamespace::Enter(const QStringList& extraLoopbackAddresses, QString& reason)
@@ -106,5 +134,5 @@ bool NetworkNamespace::Enter(const QStringList& extraLoopbackAddresses, QString&
     for (int i = 0; i < extraLoopbackAddresses.size(); ++i)
         if (!addLoopbackAddress(i + 1, extraLoopbackAddresses[i], reason))
             return false;
-    return true;
+    return !ChildCommand::Emulated() || dropRawSockets(reason);
 }

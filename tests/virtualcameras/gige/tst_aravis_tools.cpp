@@ -6,7 +6,10 @@
 // demo camera 22031577 over USB3 Vision on the virtual USB bus (through the libusb
 // stand-in CTest preloads for that run), with smaller images: a frame then fits the
 // receiving socket's default buffer, so that no packet is lost on a busy machine.
+// A tool that reaches the camera through the stand-in is of the stand-in's machine: in a
+// cross build, the target's tools (PELLIX_TARGET_ARAVIS_TOOLS) run through the emulator.
 #include "CameraProcess.h"
+#include "ChildCommand.h"
 #include "NetworkNamespace.h"
 #include "VirtualUsb.h"
 
@@ -66,7 +69,7 @@ void TestAravisTools::initTestCase()
         arguments << "--serial" << "22031577";
     else
         arguments << "--serial" << "40100271" << "--address" << "127.0.0.1";
-    m_camera = std::make_unique<CameraProcess>(QStringLiteral(PELLIX_VIRTUAL_CAMERA), arguments,
+    m_camera = std::make_unique<CameraProcess>(ChildCommand::Target(QStringLiteral(PELLIX_VIRTUAL_CAMERA), arguments),
                                                g_usb ? bus + QStringLiteral("/22031577.usb")
                                                      : QStringLiteral("127.0.0.1"));
     QString error;
@@ -99,12 +102,17 @@ void TestAravisTools::noFailure()
     QFETCH(QString, done);
     QFETCH(QString, failure);
 
-    const QString path = QStandardPaths::findExecutable(program);
-    if (path.isEmpty())
-        QSKIP(qPrintable(program + " is not installed (Debian package aravis-tools)"));
+    const bool target = g_usb && ChildCommand::Emulated();
+    const QString path = target ? QDir(QStringLiteral(PELLIX_TARGET_ARAVIS_TOOLS)).filePath(program)
+                                : QStandardPaths::findExecutable(program);
+    if (!QFileInfo(path).isExecutable())
+        QSKIP(qPrintable(target ? program + " of the target is not in " PELLIX_TARGET_ARAVIS_TOOLS
+                                            " (scripts/arm64.sh unpacks Debian's aravis-tools:arm64 there), and this "
+                                            "machine's cannot load the target's libusb stand-in"
+                                : program + " is not installed (Debian package aravis-tools)"));
     QProcess tool;
     tool.setProcessChannelMode(QProcess::MergedChannels);
-    tool.start(path, arguments);
+    (target ? ChildCommand::Target(path, arguments) : ChildCommand::Host(path, arguments)).Start(tool);
     QVERIFY(tool.waitForFinished(90000));
     const QString output = QString::fromUtf8(tool.readAll());
     qInfo().noquote() << output;

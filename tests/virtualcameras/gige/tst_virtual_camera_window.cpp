@@ -105,7 +105,7 @@ void TestVirtualCameraWindow::initTestCase()
         QStringList arguments{"--serial", serial, "--description", description, "--lifetime", "300"};
         if (!g_usb)
             arguments << "--address" << address;
-        auto camera = std::make_unique<CameraProcess>(QStringLiteral(PELLIX_VIRTUAL_CAMERA), arguments,
+        auto camera = std::make_unique<CameraProcess>(ChildCommand::Target(QStringLiteral(PELLIX_VIRTUAL_CAMERA), arguments),
                                                       g_usb ? bus + "/" + serial + ".usb" : address);
         QString error;
         if (!camera->Start(error))
