@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <memory>
 #include <string>
 
 #include <fcntl.h>
@@ -397,13 +398,13 @@ bool PXCamera::UploadBuffer(std::vector<unsigned char> data, const char* fileNam
                             long* bytesWritten)
 {
     m_report = PXTransferReport();
-    return _uploadBuffer(data, fileName, fileSelector, bytesWritten);
+    return _uploadBuffer(data.data(), static_cast<qint64>(data.size()), fileName, fileSelector, bytesWritten);
 }
 
-bool PXCamera::_uploadBuffer(const std::vector<unsigned char>& data, const char* fileName, const char* fileSelector,
+bool PXCamera::_uploadBuffer(const unsigned char* data, qint64 total, const char* fileName, const char* fileSelector,
                              long* bytesWritten)
 {
-    if (data.empty() || !fileName || !fileSelector || !bytesWritten)
+    if (total < 1 || !fileName || !fileSelector || !bytesWritten)
         return false;
     if (m_abort)
         return _fail(PXTransferReport::Step::Aborted, false);
@@ -415,7 +416,6 @@ bool PXCamera::_uploadBuffer(const std::vector<unsigned char>& data, const char*
     if (!_openDeviceFile("Write", kUploadOpenTimeoutMs))
         return false;
 
-    const qint64 total = static_cast<qint64>(data.size());
     bool writable = false;
     const bool lengthWritable = cameraFeature->IsWritable("FileAccessLength", writable) && writable;
     bool lengthSet = true;
@@ -428,8 +428,6 @@ bool PXCamera::_uploadBuffer(const std::vector<unsigned char>& data, const char*
         _fail(PXTransferReport::Step::Length);
     else
     {
-        std::vector<unsigned char> staging;
-        staging.reserve(static_cast<size_t>(capacity));
         qint64 remaining = total;
         while (remaining >= 1)
         {
@@ -446,8 +444,7 @@ bool PXCamera::_uploadBuffer(const std::vector<unsigned char>& data, const char*
                 _fail(PXTransferReport::Step::Chunk);
                 break;
             }
-            staging.assign(data.begin() + offset, data.begin() + offset + n);
-            if (!cameraFeature->SetRegisterValue("FileAccessBuffer", staging, static_cast<int>(n)))
+            if (!cameraFeature->SetRegisterBytes("FileAccessBuffer", data + offset, static_cast<size_t>(n)))
             {
                 _fail(PXTransferReport::Step::Buffer);
                 break;
@@ -514,9 +511,9 @@ bool PXCamera::UploadLocalFile(const char* fileName, const char* localPath, cons
         std::fclose(local);
         return _failLocal(error);
     }
-    // The file is read straight into the vector that is handed on, so it is held once.
-    std::vector<unsigned char> content(static_cast<size_t>(size), 0);
-    if (size != 0 && std::fread(content.data(), 1, content.size(), local) < content.size())
+    // Held once, and not cleared first: the read fills every byte or the upload ends.
+    std::unique_ptr<unsigned char[]> content(new unsigned char[static_cast<size_t>(size)]);
+    if (size != 0 && std::fread(content.get(), 1, static_cast<size_t>(size), local) < static_cast<size_t>(size))
     {
         const int error = std::ferror(local) ? errno : EIO;
         std::fclose(local);
@@ -524,7 +521,7 @@ bool PXCamera::UploadLocalFile(const char* fileName, const char* localPath, cons
     }
     std::fclose(local);
     m_report.localBytes = size;
-    return _uploadBuffer(content, fileName, fileSelector, bytesWritten);
+    return _uploadBuffer(content.get(), size, fileName, fileSelector, bytesWritten);
 }
 
 void PXCamera::DeleteDeviceFile(const char* fileName, const char* fileSelector)

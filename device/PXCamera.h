@@ -74,7 +74,7 @@ private:
     bool _deleteDeviceFile(const char* fileName, const char* fileSelector);
     bool _abortDownload(std::FILE* local);
     qint64 _chunkCapacity(qint64 size, bool lengthWritable, bool& ok);
-    bool _uploadBuffer(const std::vector<unsigned char>& data, const char* fileName, const char* fileSelector,
+    bool _uploadBuffer(const unsigned char* data, qint64 total, const char* fileName, const char* fileSelector,
                        long* bytesWritten);
     // Note the failing step in the report, with the SDK's code when an SDK call failed;
     // false, for returning at once.

@@ -32,6 +32,11 @@ bool PXFeatureContainer::SetRegisterValue(const char* name, const std::vector<un
     return PXFeatureContainerUtil::SetFeatureRegister(m_container, name, bytes, length);
 }
 
+bool PXFeatureContainer::SetRegisterBytes(const char* name, const unsigned char* bytes, size_t size)
+{
+    return PXFeatureContainerUtil::SetFeatureRegisterBytes(m_container, name, bytes, size);
+}
+
 bool PXFeatureContainer::GetRegisterValue(const char* name, std::vector<unsigned char>& bytes, int length) const
 {
     return PXFeatureContainerUtil::GetFeatureRegister(m_container, name, bytes, length);

@@ -24,6 +24,7 @@ public:
     bool SetValue(const char* name, const QVariant& value);
     bool SetCommand(const char* name, unsigned long timeoutMs);
     bool SetRegisterValue(const char* name, const std::vector<unsigned char>& bytes, int length);
+    bool SetRegisterBytes(const char* name, const unsigned char* bytes, size_t size);
     bool GetRegisterValue(const char* name, std::vector<unsigned char>& bytes, int length) const;
     bool GetFeatureRange(const char* name, QVariant& min, QVariant& max, QVariant& inc) const;
     bool HasFeature(const char* name, bool& exists) const;

@@ -7,6 +7,7 @@
 #include <GrbCPP/Feature.h>
 
 #include <cerrno>
+#include <climits>
 #include <ctime>
 #include <string>
 
@@ -213,11 +214,18 @@ bool PXFeatureContainerUtil::SetFeatureCommand(ContainerPtr container, const cha
 bool PXFeatureContainerUtil::SetFeatureRegister(ContainerPtr container, const char* name,
                                                 const std::vector<unsigned char>& bytes, int length)
 {
-    GrbCPP::FeaturePtr feature;
-    if (length < 1 || bytes.empty())
+    if (length < 1)
         return refuse(GrbErrorBadParameter);
-    return _feature(container, name, feature) &&
-           ok(feature->SetValue(bytes.data(), static_cast<unsigned int>(bytes.size())));
+    return SetFeatureRegisterBytes(std::move(container), name, bytes.data(), bytes.size());
+}
+
+bool PXFeatureContainerUtil::SetFeatureRegisterBytes(ContainerPtr container, const char* name,
+                                                     const unsigned char* bytes, size_t size)
+{
+    GrbCPP::FeaturePtr feature;
+    if (!bytes || size == 0 || size > UINT_MAX)
+        return refuse(GrbErrorBadParameter);
+    return _feature(container, name, feature) && ok(feature->SetValue(bytes, static_cast<unsigned int>(size)));
 }
 
 bool PXFeatureContainerUtil::GetFeatureRegister(ContainerPtr container, const char* name,

@@ -28,6 +28,9 @@ public:
     static bool SetFeatureCommand(ContainerPtr container, const char* name, unsigned long timeoutMs);
     static bool SetFeatureRegister(ContainerPtr container, const char* name, const std::vector<unsigned char>& bytes,
                                    int length);
+    // The same for bytes held elsewhere, such as a chunk of a file in memory.
+    static bool SetFeatureRegisterBytes(ContainerPtr container, const char* name, const unsigned char* bytes,
+                                        size_t size);
     static bool GetFeatureRegister(ContainerPtr container, const char* name, std::vector<unsigned char>& bytes,
                                    int length);
     static bool GetFeatureRange(ContainerPtr container, const char* name, QVariant& min, QVariant& max,

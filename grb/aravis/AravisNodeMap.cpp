@@ -40,9 +40,12 @@ std::string nameOf(ArvGcFeatureNode* node)
     return name ? name : "";
 }
 
-GrbErrorType check(ArvGcFeatureNode* node, bool write, bool sessionWritable, bool& allowed)
+// Availability, implementation and lock are expressions over other features, asked
+// once for both directions.
+GrbErrorType accessOf(ArvGcFeatureNode* node, bool sessionWritable, bool& readable, bool& writable)
 {
-    allowed = false;
+    readable = false;
+    writable = false;
     GError* error = nullptr;
     const bool implemented = arv_gc_feature_node_is_implemented(node, &error);
     if (error)
@@ -54,17 +57,13 @@ GrbErrorType check(ArvGcFeatureNode* node, bool write, bool sessionWritable, boo
         return GrbErrorSuccess;
     // Not arv_device_get_feature_access_mode: it calls read-write features write-only.
     const ArvGcAccessMode mode = arv_gc_feature_node_get_actual_access_mode(node);
-    if (!write)
-    {
-        allowed = mode != ARV_GC_ACCESS_MODE_WO;
-        return GrbErrorSuccess;
-    }
+    readable = mode != ARV_GC_ACCESS_MODE_WO;
     if (!sessionWritable || mode == ARV_GC_ACCESS_MODE_RO)
         return GrbErrorSuccess;
     const bool locked = arv_gc_feature_node_is_locked(node, &error);
     if (error)
         return AravisError::Take(error);
-    allowed = !locked;
+    writable = !locked;
     return GrbErrorSuccess;
 }
 
@@ -100,6 +99,24 @@ std::vector<uint8_t> registerBuffer(uint64_t length)
     return std::vector<uint8_t>(static_cast<size_t>((length + 3) & ~uint64_t(3)), 0);
 }
 
+// Aravis always writes the register's whole length: a short write is padded.
+GrbErrorType setRegister(ArvGcRegister* reg, const uint8_t* bytes, size_t length)
+{
+    GError* error = nullptr;
+    const uint64_t size = arv_gc_register_get_length(reg, &error);
+    if (error)
+        return AravisError::Take(error);
+    if (length == size && size % 4 == 0)
+    {
+        arv_gc_register_set(reg, bytes, size, &error);
+        return AravisError::Take(error);
+    }
+    std::vector<uint8_t> whole = registerBuffer(size);
+    std::copy(bytes, bytes + std::min<size_t>(length, whole.size()), whole.begin());
+    arv_gc_register_set(reg, whole.data(), size, &error);
+    return AravisError::Take(error);
+}
+
 } // namespace
 
 AravisNodeMap::AravisNodeMap(std::shared_ptr<AravisConnection> connection)
@@ -123,10 +140,7 @@ GrbErrorType AravisNodeMap::Describe(const std::string& name, unsigned details, 
     return _With(name, [&](ArvGcFeatureNode* node) -> GrbErrorType {
         d = FeatureDescription();
         d.type = typeOf(ARV_GC_NODE(node));
-        GrbErrorType err = check(node, false, sessionWritable, d.readable);
-        if (err == GrbErrorSuccess)
-            err = check(node, true, sessionWritable, d.writable);
-        if (err != GrbErrorSuccess)
+        if (GrbErrorType err = accessOf(node, sessionWritable, d.readable, d.writable))
             return err;
         GError* error = nullptr;
         if (details & FeatureDescription::Limits)
@@ -231,28 +245,44 @@ GrbErrorType AravisNodeMap::Write(const std::string& name, GrbFeatureDataType ty
         case GrbFeatureDataString:
             arv_gc_string_set_value(ARV_GC_STRING(node), value.text.c_str(), &error);
             break;
-        case GrbFeatureDataRaw: {
-            auto* reg = ARV_GC_REGISTER(node);
-            const uint64_t size = arv_gc_register_get_length(reg, &error);
-            if (error)
-                break;
-            // Aravis always writes the register's whole length: a short write is padded.
-            if (value.bytes.size() == size && size % 4 == 0)
-            {
-                arv_gc_register_set(reg, value.bytes.data(), size, &error);
-                break;
-            }
-            std::vector<uint8_t> whole = registerBuffer(size);
-            std::copy(value.bytes.begin(), value.bytes.begin() + std::min<size_t>(value.bytes.size(), whole.size()),
-                      whole.begin());
-            arv_gc_register_set(reg, whole.data(), size, &error);
-            break;
-        }
+        case GrbFeatureDataRaw:
+            return setRegister(ARV_GC_REGISTER(node), value.bytes.data(), value.bytes.size());
         default:
             return GrbErrorWrongType;
         }
         return AravisError::Take(error);
     });
+}
+
+GrbErrorType AravisNodeMap::ReadRaw(const std::string& name, uint8_t* buffer, uint32_t capacity, uint32_t& length)
+{
+    return _With(name, [&](ArvGcFeatureNode* node) -> GrbErrorType {
+        auto* reg = ARV_GC_REGISTER(node);
+        GError* error = nullptr;
+        const uint64_t size = arv_gc_register_get_length(reg, &error);
+        if (error)
+            return AravisError::Take(error);
+        // Aravis hands out the whole register only: into the caller's bytes when they hold it.
+        if (size <= capacity)
+        {
+            if (size > 0)
+                arv_gc_register_get(reg, buffer, size, &error);
+            length = static_cast<uint32_t>(size);
+            return AravisError::Take(error);
+        }
+        std::vector<uint8_t> whole = registerBuffer(size);
+        arv_gc_register_get(reg, whole.data(), size, &error);
+        if (error)
+            return AravisError::Take(error);
+        std::copy(whole.begin(), whole.begin() + capacity, buffer);
+        length = capacity;
+        return GrbErrorSuccess;
+    });
+}
+
+GrbErrorType AravisNodeMap::WriteRaw(const std::string& name, const uint8_t* bytes, uint32_t length)
+{
+    return _With(name, [&](ArvGcFeatureNode* node) { return setRegister(ARV_GC_REGISTER(node), bytes, length); });
 }
 
 GrbErrorType AravisNodeMap::Execute(const std::string& name)

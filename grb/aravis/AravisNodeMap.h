@@ -23,6 +23,8 @@ public:
     GrbErrorType Describe(const std::string& name, unsigned details, FeatureDescription& description) override;
     GrbErrorType Read(const std::string& name, GrbFeatureDataType type, FeatureValue& value) override;
     GrbErrorType Write(const std::string& name, GrbFeatureDataType type, const FeatureValue& value) override;
+    GrbErrorType ReadRaw(const std::string& name, uint8_t* buffer, uint32_t capacity, uint32_t& length) override;
+    GrbErrorType WriteRaw(const std::string& name, const uint8_t* bytes, uint32_t length) override;
     GrbErrorType Execute(const std::string& name) override;
     GrbErrorType IsDone(const std::string& name, bool& done) override;
 

@@ -43,12 +43,16 @@ GrbErrorType FeatureRules::CheckValue(const FeatureDescription& feature, const F
         valid = value.text.size() <= feature.length;
         break;
     case GrbFeatureDataRaw:
-        valid = value.bytes.size() <= feature.length;
-        break;
+        return CheckRawLength(feature, value.bytes.size());
     default:
         break;
     }
     return valid ? GrbErrorSuccess : GrbErrorInvalidValue;
+}
+
+GrbErrorType FeatureRules::CheckRawLength(const FeatureDescription& feature, size_t length)
+{
+    return length <= feature.length ? GrbErrorSuccess : GrbErrorInvalidValue;
 }
 
 const EnumEntryInfo* FeatureRules::Entry(const FeatureDescription& feature, const std::string& name)

@@ -19,6 +19,8 @@ public:
     // float within a millionth of a step counts as on it), an entry that does not exist
     // or is not available, a text or a raw value longer than the feature.
     static GrbErrorType CheckValue(const FeatureDescription& feature, const FeatureValue& value);
+    // -11 for raw bytes more than the feature holds.
+    static GrbErrorType CheckRawLength(const FeatureDescription& feature, size_t length);
     // The entry by name or by value; null when there is none.
     static const EnumEntryInfo* Entry(const FeatureDescription& feature, const std::string& name);
     static const EnumEntryInfo* Entry(const FeatureDescription& feature, int64_t value);

@@ -28,12 +28,15 @@ private:
     // The bytes of one transfer, owned by the call that moves them.
     struct Transfer
     {
-        std::vector<uint8_t> bytes;
+        std::vector<uint8_t> storage;
+        uint8_t* bytes = nullptr;
+        size_t size = 0;
         size_t done = 0;
     };
     // The last transfer's, when no call holds it any more: a file moves in thousands of
-    // chunks of the same size, and fresh pages for each cost more than the move.
-    std::shared_ptr<Transfer> _Take(size_t size);
+    // chunks of the same size, and fresh pages for each cost more than the move. The
+    // bytes lie at the same place within a cache line as the caller's.
+    std::shared_ptr<Transfer> _Take(size_t size, const void* caller);
 
     std::shared_ptr<GentlLibrary> m_library;
     PORT_HANDLE m_port;

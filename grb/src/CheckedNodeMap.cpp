@@ -21,14 +21,19 @@ GrbErrorType CheckedNodeMap::_Describe(const std::string& name, GrbFeatureDataTy
     return description.type == type ? GrbErrorSuccess : GrbErrorWrongType;
 }
 
+GrbErrorType CheckedNodeMap::_Allowed(const std::string& name, GrbFeatureDataType type, bool write, unsigned details,
+                                      FeatureDescription& description)
+{
+    const GrbErrorType err = m_map.Describe(name, details, description);
+    return err != GrbErrorSuccess ? err : FeatureRules::CheckAccess(description, type, write);
+}
+
 GrbErrorType CheckedNodeMap::_Read(const std::string& name, GrbFeatureDataType type, FeatureValue& value,
                                    FeatureDescription* description)
 {
     FeatureDescription d;
     const unsigned details = type == GrbFeatureDataEnum ? FeatureDescription::Entries : FeatureDescription::Access;
-    GrbErrorType err = m_map.Describe(name, details, d);
-    if (err == GrbErrorSuccess)
-        err = FeatureRules::CheckAccess(d, type, false);
+    GrbErrorType err = _Allowed(name, type, false, details, d);
     if (err == GrbErrorSuccess)
         err = m_map.Read(name, type, value);
     if (description)
@@ -41,9 +46,7 @@ GrbErrorType CheckedNodeMap::_Write(const std::string& name, GrbFeatureDataType 
     FeatureDescription d;
     const unsigned details =
         FeatureDescription::Limits | (type == GrbFeatureDataEnum ? FeatureDescription::Entries : 0u);
-    GrbErrorType err = m_map.Describe(name, details, d);
-    if (err == GrbErrorSuccess)
-        err = FeatureRules::CheckAccess(d, type, true);
+    GrbErrorType err = _Allowed(name, type, true, details, d);
     if (err == GrbErrorSuccess)
         err = FeatureRules::CheckValue(d, value);
     return err == GrbErrorSuccess ? m_map.Write(name, type, value) : err;
@@ -231,24 +234,26 @@ GrbErrorType CheckedNodeMap::GetRawLength(const std::string& name, uint32_t& len
 
 GrbErrorType CheckedNodeMap::GetRaw(const std::string& name, uint8_t* buffer, uint32_t& length)
 {
-    FeatureValue v;
-    const GrbErrorType err = _Read(name, GrbFeatureDataRaw, v);
+    FeatureDescription d;
+    GrbErrorType err = _Allowed(name, GrbFeatureDataRaw, false, FeatureDescription::Access, d);
     if (err != GrbErrorSuccess)
         return err;
-    length = std::min<uint32_t>(length, static_cast<uint32_t>(v.bytes.size()));
-    if (length > 0)
-        std::memcpy(buffer, v.bytes.data(), length);
-    return GrbErrorSuccess;
+    uint32_t filled = 0;
+    err = m_map.ReadRaw(name, buffer, length, filled);
+    if (err == GrbErrorSuccess)
+        length = filled;
+    return err;
 }
 
 GrbErrorType CheckedNodeMap::SetRaw(const std::string& name, const uint8_t* buffer, uint32_t length)
 {
     if (length > 0 && !buffer)
         return GrbErrorBadParameter;
-    FeatureValue v;
-    if (length > 0)
-        v.bytes.assign(buffer, buffer + length);
-    return _Write(name, GrbFeatureDataRaw, v);
+    FeatureDescription d;
+    GrbErrorType err = _Allowed(name, GrbFeatureDataRaw, true, FeatureDescription::Limits, d);
+    if (err == GrbErrorSuccess)
+        err = FeatureRules::CheckRawLength(d, length);
+    return err == GrbErrorSuccess ? m_map.WriteRaw(name, buffer, length) : err;
 }
 
 } // namespace grb

@@ -58,6 +58,9 @@ public:
     GrbErrorType SetRaw(const std::string& name, const uint8_t* buffer, uint32_t length);
 
 private:
+    // Described with details, and the access allowed to a feature of this type.
+    GrbErrorType _Allowed(const std::string& name, GrbFeatureDataType type, bool write, unsigned details,
+                          FeatureDescription& description);
     GrbErrorType _Describe(const std::string& name, GrbFeatureDataType type, unsigned details,
                            FeatureDescription& description);
     GrbErrorType _Read(const std::string& name, GrbFeatureDataType type, FeatureValue& value,

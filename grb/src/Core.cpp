@@ -1,5 +1,7 @@
 #include "Core.h"
 
+#include "CommandMemoNodeMap.h"
+
 #include "TransportLayerTable.h"
 
 #include <algorithm>
@@ -160,6 +162,22 @@ GrbErrorType Core::_Session(GrbHandle camera, std::shared_ptr<DeviceSession>& se
     return err;
 }
 
+GrbErrorType Core::_Writing(GrbHandle camera, const std::function<GrbErrorType(DeviceSession&)>& write)
+{
+    std::shared_ptr<DeviceSession> session;
+    std::shared_ptr<CommandMemo> commands;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        GrbErrorType err = GrbErrorSuccess;
+        HandleEntry* entry = _OpenCamera(camera, err);
+        if (!entry)
+            return err;
+        session = entry->session;
+        commands = entry->commands;
+    }
+    return commands ? commands->Writing([&] { return write(*session); }) : write(*session);
+}
+
 HandleEntry* Core::_OpenCamera(GrbHandle handle, GrbErrorType& err)
 {
     HandleEntry* entry = _Camera(handle, err);
@@ -298,6 +316,10 @@ GrbErrorType Core::OpenCamera(GrbHandle camera, GrbAccessModeType mode)
     if (err != GrbErrorSuccess)
         return err;
     entry->session = std::move(session);
+    if (mode & (GrbAccessModeFull | GrbAccessModeExclusive))
+        entry->commands = std::make_shared<CommandMemo>();
+    else
+        entry->commands.reset();
     entry->sessionDepartures = entry->departures;
     lock.unlock();
     m_events.Post(true, camera, ListEventReason::OpenStateChanged);
@@ -429,21 +451,20 @@ GrbErrorType Core::WriteMemory(GrbHandle camera, uint64_t address, const uint8_t
     done = 0;
     if (!buffer || size == 0)
         return GrbErrorBadParameter;
-    std::shared_ptr<DeviceSession> session;
-    const GrbErrorType err = _Session(camera, session);
-    return err != GrbErrorSuccess ? err : session->WriteMemory(address, buffer, size, done);
+    // A command's register may be among the bytes.
+    return _Writing(camera, [&](DeviceSession& session) { return session.WriteMemory(address, buffer, size, done); });
 }
 
 GrbErrorType Core::AcquireSingleFrame(GrbHandle camera, uint32_t timeoutMs, FrameData& frame)
 {
-    std::shared_ptr<DeviceSession> session;
-    const GrbErrorType err = _Session(camera, session);
-    return err != GrbErrorSuccess ? err : session->AcquireSingleFrame(timeoutMs, frame);
+    // Acquisition runs commands of its own.
+    return _Writing(camera, [&](DeviceSession& session) { return session.AcquireSingleFrame(timeoutMs, frame); });
 }
 
 GrbErrorType Core::WithFeatures(GrbHandle container, const std::function<GrbErrorType(CheckedNodeMap&)>& f)
 {
     std::shared_ptr<DeviceSession> session;
+    std::shared_ptr<CommandMemo> commands;
     NodeMap* map = nullptr;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
@@ -456,11 +477,20 @@ GrbErrorType Core::WithFeatures(GrbHandle container, const std::function<GrbErro
         if (!camera->session)
             return GrbErrorDeviceNotOpen;
         session = camera->session;
+        // A camera seen leaving answers for itself: its session's calls fail.
+        if (camera->sessionDepartures == camera->departures)
+            commands = camera->commands;
         map = stream ? session->StreamFeatures(stream->streamIndex) : &session->Features();
         if (!map)
             return GrbErrorNotFound;
     }
-    CheckedNodeMap checked(*map);
+    if (!commands)
+    {
+        CheckedNodeMap checked(*map);
+        return f(checked);
+    }
+    CommandMemoNodeMap remembered(*map, *commands);
+    CheckedNodeMap checked(remembered);
     return f(checked);
 }
 

@@ -65,6 +65,8 @@ private:
     HandleEntry* _OpenCamera(GrbHandle handle, GrbErrorType& err);
     // The open session of a camera, shared so it outlives a close meanwhile.
     GrbErrorType _Session(GrbHandle camera, std::shared_ptr<DeviceSession>& session);
+    // Runs write on the camera's open session, as something that writes to the camera.
+    GrbErrorType _Writing(GrbHandle camera, const std::function<GrbErrorType(DeviceSession&)>& write);
     // The record behind an interface or transport layer handle.
     const DeviceRecord* _LinkedRecord(GrbHandle handle, HandleKind kind, GrbErrorType& err);
     // The interface or transport layer seen through a camera, or the transport layer

@@ -1,6 +1,8 @@
 #ifndef GRB_SRC_HANDLETABLE_H
 #define GRB_SRC_HANDLETABLE_H
 
+#include "CommandMemo.h"
+
 #include <contract/DeviceRecord.h>
 #include <contract/DeviceSession.h>
 
@@ -36,6 +38,8 @@ struct HandleEntry
     uint64_t departures = 0;
     uint64_t sessionDepartures = 0;
     std::shared_ptr<DeviceSession> session;
+    // Of the open session, when it may write; none otherwise.
+    std::shared_ptr<CommandMemo> commands;
     std::vector<GrbHandle> streams;
     std::set<std::string> kept;
     // Streams, and the interface and transport layer seen through a camera

@@ -20,6 +20,8 @@
 #include <GrbCPP/GrbCPP.h>
 
 #include <QCoreApplication>
+#include <QProcess>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -47,6 +49,8 @@ feature name=ReverseX type=bool
 feature name=WriteOnlyValue type=int min=0 max=100 access=wo
 feature name=Counter type=int value=1 min=1 max=101 inc=5
 feature name=AcquisitionStop type=command
+feature name=StuckByMemory type=command delay=-1
+feature name=StuckByFeature type=command delay=-1
 feature name=TestRaw type=raw length=37
 feature name=TestRawReadOnly type=raw length=8 access=ro
 fault feature=UserSetLoad delay=3000
@@ -351,6 +355,44 @@ private slots:
         QVERIFY(done);
         QCOMPARE(m_camera->GetFeatureByName("Width", command), GrbErrorSuccess);
         QCOMPARE(command->RunCommand(), GrbErrorWrongType);
+    }
+
+    // A command seen done is done until it runs again, and a write of its register runs it
+    // as a run does. Both commands never complete.
+    void commandRunByItsRegister_data()
+    {
+        QTest::addColumn<QString>("command");
+        QTest::addColumn<bool>("asMemory");
+
+        QTest::newRow("register written as device memory") << "StuckByMemory" << true;
+        QTest::newRow("register written as a feature") << "StuckByFeature" << false;
+    }
+
+    void commandRunByItsRegister()
+    {
+        if (g_transport == Transport::Simulator || g_transport == Transport::FakeCamera)
+            QSKIP("only the virtual cameras give a command a register of its own");
+        QFETCH(QString, command);
+        QFETCH(bool, asMemory);
+
+        const QByteArray name = command.toLatin1();
+        GrbCPP::FeaturePtr feature;
+        bool done = false;
+        QCOMPARE(m_camera->GetFeatureByName(name.constData(), feature), GrbErrorSuccess);
+        QCOMPARE(feature->IsCommandDone(done), GrbErrorSuccess);
+        QVERIFY(done); // not run yet
+        if (asMemory)
+        {
+            const uint64_t address = _RegisterAddress(command + "Reg");
+            QVERIFY(address != 0);
+            const bool little = g_transport == Transport::VirtualUsb3;
+            QCOMPARE(WriteMemory(*m_camera, address, QByteArray::fromHex(little ? "01000000" : "00000001")),
+                     GrbErrorSuccess);
+        }
+        else
+            QCOMPARE(SetFeature(*m_camera, (name + "Reg").constData(), int64_t(1)), GrbErrorSuccess);
+        QCOMPARE(feature->IsCommandDone(done), GrbErrorSuccess);
+        QVERIFY(!done);
     }
 
     // Longer than Aravis waits for an acknowledge, retries included, where described: the
@@ -707,6 +749,8 @@ private slots:
 private:
     void _StartCamera(QString& error);
     QByteArray _DeviceFile(const QString& selector, const QString& name);
+    // Where the virtual cameras put a register of their GenICam description; 0 if nowhere.
+    uint64_t _RegisterAddress(const QString& node);
 
     QString m_skipReason;
     QTemporaryDir m_dir;
@@ -764,6 +808,18 @@ QByteArray TestContract::_DeviceFile(const QString& selector, const QString& nam
     QFile::remove(path);
     long bytes = 0;
     return files.Select(selector) && files.Download(name, path, false, &bytes) ? ReadLocal(path) : "(missing)";
+}
+
+uint64_t TestContract::_RegisterAddress(const QString& node)
+{
+    QProcess program;
+    program.start(QStringLiteral(PELLIX_VIRTUAL_CAMERA),
+                  {"--print-xml", "--serial", "CT1", "--description", m_dir.filePath(QStringLiteral("cameras.txt"))});
+    if (!program.waitForFinished(10000) || program.exitCode() != 0)
+        return 0;
+    const QRegularExpression reg(QStringLiteral("<IntReg Name=\"%1\">\\s*<Address>0x([0-9a-fA-F]+)</Address>").arg(node));
+    const QRegularExpressionMatch match = reg.match(QString::fromUtf8(program.readAllStandardOutput()));
+    return match.hasMatch() ? match.captured(1).toULongLong(nullptr, 16) : 0;
 }
 
 int main(int argc, char** argv)

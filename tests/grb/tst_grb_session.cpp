@@ -261,6 +261,12 @@ private slots:
         QCOMPARE(sdk().RegisterCameraListObserver(recorder), GrbErrorSuccess);
         CameraPtr open = OpenCamera(kGigE);
         QVERIFY(open);
+        FeaturePtr stop;
+        bool done = false;
+        QCOMPARE(open->GetFeatureByName("AcquisitionStop", stop), GrbErrorSuccess);
+        QCOMPARE(stop->RunCommand(), GrbErrorSuccess);
+        QCOMPARE(stop->IsCommandDone(done), GrbErrorSuccess);
+        QVERIFY(done);
 
         QVERIFY(SimWorld::Active()->Unplug(kGigE));
         QVERIFY(SimWorld::Active()->Unplug(kUsb3));
@@ -273,6 +279,8 @@ private slots:
 
         int64_t width = 0;
         QCOMPARE(GetFeature(*open, "Width", width), GrbErrorTransportLayer);
+        // Not answered from what was seen before it left.
+        QCOMPARE(stop->IsCommandDone(done), GrbErrorTransportLayer);
         QCOMPARE(open->Close(), GrbErrorSuccess);
         QCOMPARE(open->Close(), GrbErrorDeviceNotOpen);
         // Back on the bus, the released camera opens again.

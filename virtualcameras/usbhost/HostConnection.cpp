@@ -131,12 +131,27 @@ bool HostConnection::Start(Type type, const std::vector<uint8_t>& body, Sink sin
             return false;
         m_sinks[tag] = std::move(sink);
     }
-    if (_Send(type, tag, body))
-        return true;
+    const bool sent = _Send(type, tag, body);
     std::unique_lock<std::mutex> lock(m_mutex);
-    m_sinks.erase(tag);
-    _Lose(lock);
-    return false;
+    if (!sent)
+    {
+        // Unless the device's leaving, seen by a reader meanwhile, has answered it already.
+        const bool answered = m_sinks.erase(tag) == 0;
+        _Lose(lock);
+        return answered;
+    }
+    if (_AsyncUnwatched() && m_onAsync)
+    {
+        const std::function<void()> onAsync = m_onAsync;
+        lock.unlock();
+        onAsync();
+    }
+    return true;
+}
+
+bool HostConnection::_AsyncUnwatched() const
+{
+    return !m_reading && !m_gone && !m_sinks.empty();
 }
 
 void HostConnection::Cancel(uint32_t tag)
@@ -173,6 +188,13 @@ HostConnection::Outcome HostConnection::_Wait(uint32_t tag, Clock::time_point de
         lock.lock();
         m_reading = false;
         m_changed.notify_all();
+        if (_AsyncUnwatched() && m_onAsync)
+        {
+            const std::function<void()> onAsync = m_onAsync;
+            lock.unlock();
+            onAsync();
+            lock.lock();
+        }
     }
 }
 
@@ -187,27 +209,29 @@ void HostConnection::_Read(Clock::time_point deadline)
     ReadAvailable();
 }
 
-void HostConnection::ReadAvailable()
+bool HostConnection::ReadAvailable()
 {
     // Only the holder of the reader role gets here, so the buffer is its alone.
     std::vector<uint8_t>& chunk = m_chunk;
     chunk.resize(kReadChunk);
+    bool read = false;
     for (;;)
     {
         const ssize_t got = recv(m_socket, chunk.data(), chunk.size(), MSG_DONTWAIT);
         std::unique_lock<std::mutex> lock(m_mutex);
         if (got > 0)
         {
+            read = true;
             m_reader.Append(chunk.data(), static_cast<size_t>(got));
             _Dispatch(lock);
             if (static_cast<size_t>(got) < chunk.size())
-                return;
+                return read;
             continue;
         }
         if (got < 0 && (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR))
-            return;
+            return read;
         _Lose(lock);
-        return;
+        return read;
     }
 }
 
@@ -264,13 +288,30 @@ void HostConnection::_Lose(std::unique_lock<std::mutex>& lock)
     lock.lock();
 }
 
-int HostConnection::BeginRead()
+int HostConnection::Watch(bool& reading)
 {
     std::lock_guard<std::mutex> lock(m_mutex);
+    reading = false;
     if (m_reading || m_gone)
         return -1;
-    m_reading = true;
+    reading = !m_sinks.empty();
+    m_reading = reading;
     return m_socket;
+}
+
+void HostConnection::HungUp()
+{
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        if (m_reading || m_gone)
+            return;
+        m_reading = true;
+    }
+    // What the device sent before it left, then the end.
+    while (ReadAvailable() && !IsGone())
+    {
+    }
+    EndRead();
 }
 
 void HostConnection::EndRead()
@@ -290,6 +331,12 @@ void HostConnection::SetOnGone(std::function<void()> onGone)
 {
     std::lock_guard<std::mutex> lock(m_mutex);
     m_onGone = std::move(onGone);
+}
+
+void HostConnection::SetOnAsync(std::function<void()> onAsync)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_onAsync = std::move(onAsync);
 }
 
 } // namespace vusb

@@ -50,15 +50,26 @@ public:
     bool Start(Type type, const std::vector<uint8_t>& body, Sink sink, uint32_t& tag);
     void Cancel(uint32_t tag);
 
-    // For an event loop: the socket, if no one else is reading it now (then EndRead after).
-    int BeginRead();
-    // Reads what is there without waiting and hands it out.
-    void ReadAvailable();
+    // For an event loop: the socket to wait on, or -1 when there is none to watch (the
+    // device is gone, or another thread reads and so watches it). reading true: the loop
+    // now reads for everyone (answers to asynchronous requests are due), waits for data
+    // and calls ReadAvailable and then EndRead. reading false: it waits only for the
+    // device to hang up, and then calls HungUp; synchronous callers read their own
+    // answers, which no other thread then has to hand over.
+    int Watch(bool& reading);
+    // Reads what is there without waiting and hands it out; false when nothing was there.
+    bool ReadAvailable();
     void EndRead();
+    // The socket was seen hung up: takes in what is left and the end, unless another
+    // thread reads (and so sees it).
+    void HungUp();
 
     bool IsGone();
     // Called once, on the reading thread, when the device leaves.
     void SetOnGone(std::function<void()> onGone);
+    // Called when an event loop should watch again: an asynchronous request is out with
+    // no thread reading, or a synchronous reader stopped reading while one is out.
+    void SetOnAsync(std::function<void()> onAsync);
 
 private:
     explicit HostConnection(int socket);
@@ -68,6 +79,8 @@ private:
     void _Read(Clock::time_point deadline);
     void _Dispatch(std::unique_lock<std::mutex>& lock);
     void _Lose(std::unique_lock<std::mutex>& lock);
+    // With the lock held: whether an event loop must be told to watch again.
+    bool _AsyncUnwatched() const;
 
     int m_socket;
     std::atomic<uint32_t> m_nextTag{1};
@@ -83,6 +96,7 @@ private:
     std::map<uint32_t, Reply> m_arrived;
     std::map<uint32_t, Sink> m_sinks;
     std::function<void()> m_onGone;
+    std::function<void()> m_onAsync;
 };
 
 } // namespace vusb

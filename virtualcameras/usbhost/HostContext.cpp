@@ -112,6 +112,7 @@ int HostContext::Open(libusb_device* device, libusb_device_handle** handle)
         }
         _Wake();
     });
+    connection->SetOnAsync([this] { _Wake(); });
     std::lock_guard<std::mutex> lock(m_mutex);
     m_handles.push_back(opened);
     *handle = opened;
@@ -123,6 +124,7 @@ void HostContext::Close(libusb_device_handle* handle)
     if (!handle)
         return;
     handle->Connection()->SetOnGone(nullptr);
+    handle->Connection()->SetOnAsync(nullptr);
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         m_handles.erase(std::remove(m_handles.begin(), m_handles.end(), handle), m_handles.end());
@@ -363,22 +365,28 @@ int HostContext::HandleEvents(const timeval* timeout)
                 connections.push_back(handle->Connection());
         }
         std::vector<pollfd> fds{{m_wake, POLLIN, 0}};
-        std::vector<std::shared_ptr<HostConnection>> reading;
+        std::vector<std::pair<std::shared_ptr<HostConnection>, bool>> watched;
         for (const auto& connection : connections)
         {
-            const int fd = connection->BeginRead();
+            bool reading = false;
+            const int fd = connection->Watch(reading);
             if (fd < 0)
                 continue;
-            fds.push_back({fd, POLLIN, 0});
-            reading.push_back(connection);
+            fds.push_back({fd, short(reading ? POLLIN : POLLRDHUP), 0});
+            watched.emplace_back(connection, reading);
         }
         const auto wait = std::chrono::duration_cast<std::chrono::milliseconds>(wakeAt - now).count();
         const int ready = poll(fds.data(), fds.size(), static_cast<int>(std::clamp<long long>(wait, 0, 1000)));
-        for (size_t i = 1; ready > 0 && i < fds.size(); ++i)
-            if (fds[i].revents)
-                reading[i - 1]->ReadAvailable();
-        for (const auto& connection : reading)
-            connection->EndRead();
+        for (size_t i = 1; i < fds.size(); ++i)
+        {
+            auto& [connection, reading] = watched[i - 1];
+            if (ready > 0 && fds[i].revents && reading)
+                connection->ReadAvailable();
+            else if (ready > 0 && fds[i].revents)
+                connection->HungUp();
+            if (reading)
+                connection->EndRead();
+        }
         uint64_t count = 0;
         if (ready > 0 && (fds[0].revents & POLLIN) && read(m_wake, &count, sizeof count) < 0)
         {
