@@ -155,6 +155,8 @@ public:
     {
         const auto& r = m_registers.byName.at(feature);
         uint8_t bytes[8];
+        if (r.length > sizeof bytes)
+            return false;
         vcam::PutUint(bytes, static_cast<uint64_t>(value), r.length, vcam::ByteOrder::Big);
         return Write(feature, bytes, r.length);
     }

@@ -7,6 +7,7 @@
 // layer; all but the simulator in a loopback-only network namespace. The fake camera
 // keeps no files.
 #include "CameraProcess.h"
+#include "ChildCommand.h"
 #include "FakeCamera.h"
 #include "GrbTestSupport.h"
 #include "ListRecorder.h"
@@ -813,8 +814,9 @@ QByteArray TestContract::_DeviceFile(const QString& selector, const QString& nam
 uint64_t TestContract::_RegisterAddress(const QString& node)
 {
     QProcess program;
-    program.start(QStringLiteral(PELLIX_VIRTUAL_CAMERA),
-                  {"--print-xml", "--serial", "CT1", "--description", m_dir.filePath(QStringLiteral("cameras.txt"))});
+    ChildCommand::Target(QStringLiteral(PELLIX_VIRTUAL_CAMERA),
+                         {"--print-xml", "--serial", "CT1", "--description", m_dir.filePath(QStringLiteral("cameras.txt"))})
+        .Start(program);
     if (!program.waitForFinished(10000) || program.exitCode() != 0)
         return 0;
     const QRegularExpression reg(QStringLiteral("<IntReg Name=\"%1\">\\s*<Address>0x([0-9a-fA-F]+)</Address>").arg(node));
