@@ -1,6 +1,7 @@
 #include "DeviceAddressSpace.h"
 
 #include <DeviceStatus.h>
+#include <IdentityTexts.h>
 #include <gvcp/GvcpProtocol.h>
 
 #include <algorithm>
@@ -82,19 +83,14 @@ bool overlaps(uint32_t a, uint32_t aSize, uint32_t b, uint32_t bSize)
     return uint64_t(a) < uint64_t(b) + bSize && uint64_t(b) < uint64_t(a) + aSize;
 }
 
-std::string textOf(SimDevice& device, const char* feature)
-{
-    std::string value;
-    if (device.Features().GetString(feature, value) != GrbErrorSuccess)
-        value.clear();
-    return value;
-}
-
 void putText(std::vector<uint8_t>& field, const std::string& text)
 {
     // A text that fills its field has no terminating zero.
     std::memcpy(field.data(), text.data(), std::min(text.size(), field.size()));
 }
+
+const IdentityTexts kIdentity{gvcp::kManufacturerName, gvcp::kModelName,    gvcp::kDeviceVersion,
+                              gvcp::kManufacturerInfo, gvcp::kSerialNumber, gvcp::kUserDefinedName};
 
 } // namespace
 
@@ -130,6 +126,11 @@ bool DeviceAddressSpace::Present()
 std::vector<uint8_t> DeviceAddressSpace::_BootstrapValue(SimDevice& device, uint32_t address, uint32_t size)
 {
     std::vector<uint8_t> value(size, 0);
+    if (const char* feature = kIdentity.FeatureAt(address))
+    {
+        putText(value, FeatureText(device, feature));
+        return value;
+    }
     uint32_t word = 0;
     switch (address)
     {
@@ -157,24 +158,6 @@ std::vector<uint8_t> DeviceAddressSpace::_BootstrapValue(SimDevice& device, uint
     case gvcp::kCurrentSubnet:
         word = 0xFF000000u;
         break;
-    case gvcp::kManufacturerName:
-        putText(value, textOf(device, "DeviceVendorName"));
-        return value;
-    case gvcp::kModelName:
-        putText(value, textOf(device, "DeviceModelName"));
-        return value;
-    case gvcp::kDeviceVersion:
-        putText(value, textOf(device, "DeviceFirmwareVersion"));
-        return value;
-    case gvcp::kManufacturerInfo:
-        putText(value, textOf(device, "DeviceManufacturerInfo"));
-        return value;
-    case gvcp::kSerialNumber:
-        putText(value, textOf(device, "DeviceSerialNumber"));
-        return value;
-    case gvcp::kUserDefinedName:
-        putText(value, textOf(device, "DeviceUserID"));
-        return value;
     case gvcp::kFirstUrl:
         putText(value, m_device.Url());
         return value;

@@ -5,6 +5,7 @@
 
 #include <ByteOrder.h>
 #include <DeviceStatus.h>
+#include <IdentityTexts.h>
 
 #include <algorithm>
 #include <cstring>
@@ -93,20 +94,15 @@ bool overlaps(uint64_t a, uint64_t aSize, uint64_t b, uint64_t bSize)
     return a < b + bSize && b < a + aSize;
 }
 
-std::string textOf(SimDevice& device, const char* feature)
-{
-    std::string value;
-    if (device.Features().GetString(feature, value) != GrbErrorSuccess)
-        value.clear();
-    return value;
-}
-
 void putText(std::vector<uint8_t>& field, const std::string& text)
 {
     // Room is left for the terminating zero.
     const size_t n = std::min(text.size(), field.size() - 1);
     std::memcpy(field.data(), text.data(), n);
 }
+
+const IdentityTexts kIdentity{u3v::kManufacturerName, u3v::kModelName,    u3v::kDeviceVersion,
+                              u3v::kManufacturerInfo, u3v::kSerialNumber, u3v::kUserDefinedName};
 
 } // namespace
 
@@ -165,37 +161,24 @@ std::string U3vAddressSpace::Text(uint8_t index)
         return {};
     }
     std::string text;
-    m_device.WithDevice([&](SimDevice& device) { text = textOf(device, feature); });
+    m_device.WithDevice([&](SimDevice& device) { text = FeatureText(device, feature); });
     return text;
 }
 
 std::vector<uint8_t> U3vAddressSpace::_Value(SimDevice& device, uint64_t address, uint32_t size)
 {
     std::vector<uint8_t> value(size, 0);
+    if (const char* feature = kIdentity.FeatureAt(address))
+    {
+        putText(value, FeatureText(device, feature));
+        return value;
+    }
     uint64_t number = 0;
     switch (address)
     {
     case u3v::kGenCpVersion:
         number = kGenCpVersion;
         break;
-    case u3v::kManufacturerName:
-        putText(value, textOf(device, "DeviceVendorName"));
-        return value;
-    case u3v::kModelName:
-        putText(value, textOf(device, "DeviceModelName"));
-        return value;
-    case u3v::kDeviceVersion:
-        putText(value, textOf(device, "DeviceFirmwareVersion"));
-        return value;
-    case u3v::kManufacturerInfo:
-        putText(value, textOf(device, "DeviceManufacturerInfo"));
-        return value;
-    case u3v::kSerialNumber:
-        putText(value, textOf(device, "DeviceSerialNumber"));
-        return value;
-    case u3v::kUserDefinedName:
-        putText(value, textOf(device, "DeviceUserID"));
-        return value;
     case u3v::kDeviceCapability:
         number = kCapabilities;
         break;
