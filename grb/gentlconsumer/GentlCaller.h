@@ -44,13 +44,15 @@ public:
 
 private:
     // Shared with the thread, which may outlive this object. Semaphores hand calls over
-    // with one wake-up each way: a file transfer makes thousands of calls.
+    // with at most one wake-up each way: a file transfer makes thousands of calls.
     struct State
     {
         State();
         ~State();
         sem_t work;
         sem_t done;
+        // Whether each side watches for the other a little before it sleeps.
+        const bool watch;
         std::mutex mutex;
         std::function<void()> pending;
         std::function<void()> undo;
