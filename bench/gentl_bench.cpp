@@ -2,9 +2,7 @@
 // the simulator's GenTL producer, and sets each direction beside two bounds made of
 // plain GCReadPort / GCWritePort calls straight into the producer, with nothing of the
 // SDK between:
-//   - the same file moved by the same device operations per 64 KiB chunk (offset,
-//     operation, execute, completion, buffer) between the camera and a local file, as
-//     the least a GenTL application moving this file has to do;
+//   - the same file moved by the same device operations per chunk (RawFileProtocol);
 //   - the same bytes as bare chunk reads and writes of the camera's FileAccessBuffer,
 //     which in a producer in the same process cost a memory copy.
 // The sides take turns, each with the producer loaded afresh. The SDK's other layers
@@ -18,12 +16,10 @@
 #include "device/PXCameraManager.h"
 #include "sdk/ApiController.h"
 
+#include "RawFileProtocol.h"
+
 #include <GrbCPP/GrbSystem.h>
-#include <ByteOrder.h>
-#include <RegisterMap.h>
 #include <gentl/GenTLApi.h>
-#include <sim/SimDescription.h>
-#include <sim/SimWorld.h>
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -67,41 +63,12 @@ void keepBest(double& best, double seconds)
         best = seconds;
 }
 
-// The camera's File Access Control registers, where the producer puts them: it lays a
-// camera's registers out the way the device core does, from the same description.
-struct Registers
-{
-    std::map<std::string, vcam::RegisterMap::Register> byName;
-    std::map<std::string, int64_t> entries; // "Feature/Entry"
-
-    bool Load()
-    {
-        std::vector<grb::sim::SimCameraConfig> cameras;
-        std::string error;
-        grb::sim::SimDescription::Parse(kDescription, cameras, error);
-        grb::sim::SimWorld world(cameras);
-        size_t index = 0;
-        uint64_t generation = 0;
-        world.Open(cameras.front().extendedId, GrbAccessModeRead, index, generation);
-        world.Call(index, generation, [&](grb::sim::SimDevice& device) {
-            const vcam::RegisterMap map(device.Features().Features());
-            for (const auto& r : map.Registers())
-                byName[r.feature] = r;
-            for (const grb::sim::SimFeature* f : device.Features().Features())
-                for (const auto& e : f->entries)
-                    entries[f->name + "/" + e.name] = e.value;
-            return GrbErrorSuccess;
-        });
-        return byName.count("FileAccessBuffer") && byName.count("FileOperationExecute");
-    }
-};
-
 // The producer loaded and driven directly, the camera opened exclusively.
 class RawCamera
 {
 public:
-    RawCamera(const char* producer, const Registers& registers)
-        : m_registers(registers)
+    RawCamera(const char* producer, const RawFileProtocol& protocol)
+        : m_protocol(protocol)
     {
         m_library = dlopen(producer, RTLD_NOW | RTLD_LOCAL);
         if (!m_library)
@@ -142,62 +109,20 @@ public:
 
     bool Ok() const { return m_ok; }
 
-    bool Read(const char* feature, void* data, size_t size)
+    bool Read(uint64_t address, void* data, size_t size)
     {
-        return m_ok && GCReadPort(m_port, m_registers.byName.at(feature).address, data, &size) == GC_ERR_SUCCESS;
+        return m_ok && GCReadPort(m_port, address, data, &size) == GC_ERR_SUCCESS;
     }
-    bool Write(const char* feature, const void* data, size_t size)
+    bool Write(uint64_t address, const void* data, size_t size)
     {
-        return m_ok && GCWritePort(m_port, m_registers.byName.at(feature).address, data, &size) == GC_ERR_SUCCESS;
-    }
-    // An integer, entry or command register, big-endian as a GigE Vision camera's.
-    bool WriteNumber(const char* feature, int64_t value)
-    {
-        const auto& r = m_registers.byName.at(feature);
-        uint8_t bytes[8];
-        if (r.length > sizeof bytes)
-            return false;
-        vcam::PutUint(bytes, static_cast<uint64_t>(value), r.length, vcam::ByteOrder::Big);
-        return Write(feature, bytes, r.length);
-    }
-    bool WriteEntry(const char* feature, const char* entry)
-    {
-        return WriteNumber(feature, m_registers.entries.at(std::string(feature) + "/" + entry));
-    }
-    bool WriteText(const char* feature, const std::string& text)
-    {
-        std::vector<char> bytes(m_registers.byName.at(feature).length, '\0');
-        std::copy(text.begin(), text.end(), bytes.begin());
-        return Write(feature, bytes.data(), bytes.size());
-    }
-    bool Execute(const char* operation)
-    {
-        uint8_t done[4] = {1, 1, 1, 1};
-        return WriteEntry("FileOperationSelector", operation) && WriteNumber("FileOperationExecute", 1) &&
-               Read("FileOperationExecute", done, sizeof done) && vcam::GetUint(done, 4, vcam::ByteOrder::Big) == 0;
+        return m_ok && GCWritePort(m_port, address, data, &size) == GC_ERR_SUCCESS;
     }
     // The file big.bin to a local file or back, chunk by chunk, as PXCamera does it.
     bool MoveFile(bool download, const std::string& local)
     {
-        std::FILE* file = std::fopen(local.c_str(), download ? "wb" : "rb");
-        if (!file)
-            return false;
-        std::vector<uint8_t> chunk(kChunk);
-        bool ok = WriteEntry("FileSelector", "Userfile") && WriteText("Filename", download ? "big.bin" : "copy.bin") &&
-                  WriteEntry("FileOpenMode", download ? "Read" : "Write") && Execute("Open") &&
-                  WriteNumber("FileAccessLength", kChunk);
-        for (long offset = 0; ok && offset < kFileSize; offset += long(kChunk))
-        {
-            ok = WriteNumber("FileAccessOffset", offset);
-            if (download)
-                ok = ok && Execute("Read") && Read("FileAccessBuffer", chunk.data(), kChunk) &&
-                     std::fwrite(chunk.data(), 1, kChunk, file) == kChunk;
-            else
-                ok = ok && std::fread(chunk.data(), 1, kChunk, file) == kChunk &&
-                     Write("FileAccessBuffer", chunk.data(), kChunk) && Execute("Write");
-        }
-        ok = Execute("Close") && ok;
-        return std::fclose(file) == 0 && ok;
+        return m_protocol.MoveFile([this](uint64_t at, void* data, size_t size) { return Read(at, data, size); },
+                                   [this](uint64_t at, const void* data, size_t size) { return Write(at, data, size); },
+                                   download, download ? "big.bin" : "copy.bin", local, kFileSize);
     }
 
     PGCInitLib GCInitLib = nullptr;
@@ -214,7 +139,7 @@ public:
     PGCWritePort GCWritePort = nullptr;
 
 private:
-    const Registers& m_registers;
+    const RawFileProtocol& m_protocol;
     void* m_library = nullptr;
     bool m_ok = false;
     TL_HANDLE m_system = nullptr;
@@ -231,18 +156,18 @@ struct Figures
 };
 
 // One round of the bounds.
-bool rawRound(const Registers& registers, const std::string& local, Figures& best)
+bool rawRound(const RawFileProtocol& protocol, const std::string& local, Figures& best)
 {
-    RawCamera camera(PELLIX_GENTL_PRODUCER, registers);
+    RawCamera camera(PELLIX_GENTL_PRODUCER, protocol);
     if (!camera.Ok())
         return false;
     const double download = timed([&] { return camera.MoveFile(true, local); });
     const double upload = timed([&] { return camera.MoveFile(false, local); });
     std::vector<uint8_t> chunk(kChunk, 0x5A);
+    const uint64_t buffer = protocol.Address("FileAccessBuffer");
     auto move = [&](bool read) {
         for (long done = 0; done < kFileSize; done += long(kChunk))
-            if (!(read ? camera.Read("FileAccessBuffer", chunk.data(), kChunk)
-                       : camera.Write("FileAccessBuffer", chunk.data(), kChunk)))
+            if (!(read ? camera.Read(buffer, chunk.data(), kChunk) : camera.Write(buffer, chunk.data(), kChunk)))
                 return false;
         return true;
     };
@@ -277,9 +202,9 @@ int main(int argc, char** argv)
     qunsetenv("GENICAM_GENTL64_PATH");
     qputenv("GRB_GENTL_PRODUCER", PELLIX_GENTL_PRODUCER);
     qputenv("PELLIX_GENTL_DESCRIPTION", QFile::encodeName(description));
-    Registers registers;
+    const RawFileProtocol protocol(kDescription, vcam::ByteOrder::Big);
     Figures best;
-    bool ok = registers.Load();
+    bool ok = protocol.Ok();
     const QString id = QString::fromLatin1(kExtendedId);
     const QString local = dir.filePath(QStringLiteral("big.bin"));
     for (int round = 0; round < rounds && ok; ++round)
@@ -311,7 +236,7 @@ int main(int argc, char** argv)
             ok = down > 0 && up > 0;
         }
         GrbCPP::GrbSystem::GetInstance().Shutdown();
-        ok = ok && rawRound(registers, local.toStdString(), best);
+        ok = ok && rawRound(protocol, local.toStdString(), best);
     }
     if (!ok)
     {

@@ -1,7 +1,9 @@
 // Moves a 16 MiB file through PXCamera over Aravis to and from a virtual camera, GigE
 // Vision on loopback or USB3 Vision on the virtual USB bus, and sets each direction
-// beside the bound: the same bytes moved by plain arv_device_read_memory /
-// arv_device_write_memory calls of one chunk each on the camera's FileAccessBuffer.
+// beside two bounds made of plain arv_device_read_memory / arv_device_write_memory
+// calls, with no GenICam engine between:
+//   - the same file moved by the same device operations per chunk (RawFileProtocol);
+//   - the same bytes as bare chunk reads and writes of the camera's FileAccessBuffer.
 // Runs in a loopback-only network namespace of its own, and says why when none can be
 // made. For USB3 Vision it starts itself again with the libusb stand-in preloaded.
 //
@@ -12,6 +14,7 @@
 
 #include "CameraProcess.h"
 #include "NetworkNamespace.h"
+#include "RawFileProtocol.h"
 
 #include "device/PXCameraManager.h"
 #include "sdk/ApiController.h"
@@ -68,9 +71,15 @@ void keepBest(double& best, double seconds)
         best = seconds;
 }
 
-// One round of the bound: the same bytes as whole-chunk memory transfers on the
-// buffer's registers, with control taken directly through Aravis.
-bool rawRound(double& readSeconds, double& writeSeconds)
+struct Figures
+{
+    double pxDownload = 0, pxUpload = 0;
+    double fileDownload = 0, fileUpload = 0;
+    double bufferRead = 0, bufferWrite = 0;
+};
+
+// One round of the bounds, with control taken directly through Aravis.
+bool rawRound(const RawFileProtocol& protocol, const std::string& local, Figures& best)
 {
     GError* error = nullptr;
     ArvDevice* device = nullptr;
@@ -82,24 +91,27 @@ bool rawRound(double& readSeconds, double& writeSeconds)
         device = arv_gv_device_new(address, address, &error);
         g_object_unref(address);
     }
-    ArvGcNode* buffer = device ? arv_device_get_feature(device, "FileAccessBuffer") : nullptr;
-    const guint64 at = buffer ? arv_gc_register_get_address(ARV_GC_REGISTER(buffer), &error) : 0;
-    bool ok = device && buffer && !error && (g_usb || arv_gv_device_is_controller(ARV_GV_DEVICE(device)));
+    bool ok = device && !error && (g_usb || arv_gv_device_is_controller(ARV_GV_DEVICE(device)));
+    const RawFileProtocol::Read read = [&](uint64_t at, void* data, size_t size) {
+        return !error && arv_device_read_memory(device, at, guint32(size), data, &error);
+    };
+    const RawFileProtocol::Write write = [&](uint64_t at, const void* data, size_t size) {
+        return !error && arv_device_write_memory(device, at, guint32(size), const_cast<void*>(data), &error);
+    };
     std::vector<uint8_t> chunk(kChunk, 0x5A);
-    auto move = [&](bool read) {
-        for (long done = 0; done < kFileSize && !error; done += kChunk)
-        {
-            if (read)
-                arv_device_read_memory(device, at, kChunk, chunk.data(), &error);
-            else
-                arv_device_write_memory(device, at, kChunk, chunk.data(), &error);
-        }
-        return !error;
+    const uint64_t buffer = protocol.Address("FileAccessBuffer");
+    auto move = [&](bool reading) {
+        for (long done = 0; done < kFileSize; done += kChunk)
+            if (!(reading ? read(buffer, chunk.data(), kChunk) : write(buffer, chunk.data(), kChunk)))
+                return false;
+        return true;
     };
     if (ok)
     {
-        keepBest(readSeconds, timed([&] { return move(true); }));
-        keepBest(writeSeconds, timed([&] { return move(false); }));
+        keepBest(best.fileDownload, timed([&] { return protocol.MoveFile(read, write, true, "big.bin", local, kFileSize); }));
+        keepBest(best.fileUpload, timed([&] { return protocol.MoveFile(read, write, false, "copy.bin", local, kFileSize); }));
+        keepBest(best.bufferRead, timed([&] { return move(true); }));
+        keepBest(best.bufferWrite, timed([&] { return move(false); }));
         ok = !error;
     }
     if (error)
@@ -185,8 +197,10 @@ int main(int argc, char** argv)
     qunsetenv("GRB_SIMULATOR");
     if (GrbCPP::GrbSystem::GetInstance().Startup() != GrbErrorSuccess)
         return 1;
-    double download = 0, upload = 0, rawRead = 0, rawWrite = 0;
-    bool ok = true;
+    const QByteArray text = QString::fromLatin1(kDescription).arg(g_usb ? "usb3" : "gige").toLatin1();
+    const RawFileProtocol protocol(text.toStdString(), g_usb ? vcam::ByteOrder::Little : vcam::ByteOrder::Big);
+    Figures best;
+    bool ok = protocol.Ok();
     {
         auto controller = std::make_shared<ApiController>();
         controller->enableAutomaticDiscovery(true);
@@ -226,9 +240,9 @@ int main(int argc, char** argv)
             });
             opened.reset();
             manager.Close(id);
-            keepBest(download, down);
-            keepBest(upload, up);
-            ok = down > 0 && up > 0 && rawRound(rawRead, rawWrite);
+            keepBest(best.pxDownload, down);
+            keepBest(best.pxUpload, up);
+            ok = down > 0 && up > 0 && rawRound(protocol, local.toStdString(), best);
         }
         controller->enableAutomaticDiscovery(false);
     }
@@ -240,10 +254,14 @@ int main(int argc, char** argv)
     }
     std::printf("16 MiB over %s, client and camera on one processor, best of %d rounds\n",
                 g_usb ? "USB3 Vision on the virtual USB bus" : "GigE Vision on loopback", rounds);
-    std::printf("%-10s %14s %22s %8s\n", "direction", "PXCamera MB/s", "raw arv memory MB/s", "ratio");
-    std::printf("%-10s %14.1f %22.1f %8.2f\n", "download", megabytesPerSecond(download), megabytesPerSecond(rawRead),
-                rawRead / download);
-    std::printf("%-10s %14.1f %22.1f %8.2f\n", "upload", megabytesPerSecond(upload), megabytesPerSecond(rawWrite),
-                rawWrite / upload);
+    std::printf("%-9s %9s %22s %7s %21s %7s\n", "", "PXCamera", "raw memory, same file", "ratio",
+                "raw memory, buffer", "ratio");
+    auto row = [](const char* direction, double px, double file, double buffer) {
+        std::printf("%-9s %9.1f %22.1f %7.2f %21.1f %7.2f\n", direction, megabytesPerSecond(px),
+                    megabytesPerSecond(file), file / px, megabytesPerSecond(buffer), buffer / px);
+    };
+    row("download", best.pxDownload, best.fileDownload, best.bufferRead);
+    row("upload", best.pxUpload, best.fileUpload, best.bufferWrite);
+    std::printf("(MB/s; ratio: PXCamera's throughput over the raw one's)\n");
     return 0;
 }
