@@ -37,27 +37,17 @@ bool severalProcessors()
     return sched_getaffinity(0, sizeof usable, &usable) == 0 && CPU_COUNT(&usable) > 1;
 }
 
-void relax()
-{
-#if defined(__x86_64__) || defined(__i386__)
-    __builtin_ia32_pause();
-#elif defined(__aarch64__)
-    asm volatile("yield");
-#endif
-}
-
-// Takes the semaphore if it is posted within the watch.
+// Takes the semaphore if it is posted within the watch. Yielding rather than spinning:
+// the scheduler may have put the thread that posts on this very processor, and anything
+// else that needs it there (the kernel writing a downloaded chunk to its file) gets it.
 bool watch(sem_t& semaphore)
 {
     const auto until = std::chrono::steady_clock::now() + kWatch;
     do
     {
-        for (int i = 0; i < 32; ++i)
-        {
-            if (sem_trywait(&semaphore) == 0)
-                return true;
-            relax();
-        }
+        if (sem_trywait(&semaphore) == 0)
+            return true;
+        sched_yield();
     } while (std::chrono::steady_clock::now() < until);
     return false;
 }
