@@ -17,22 +17,20 @@
 #include "sdk/ApiController.h"
 
 #include "RawFileProtocol.h"
+#include "TransferFigures.h"
 
 #include <GrbCPP/GrbSystem.h>
 #include <gentl/GenTLApi.h>
 
 #include <QCoreApplication>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QThread>
 
 #include <dlfcn.h>
 
-#include <chrono>
 #include <cstdio>
 #include <functional>
-#include <map>
 #include <memory>
 #include <vector>
 
@@ -43,25 +41,6 @@ constexpr size_t kChunk = 65536;
 const char* const kExtendedId = "GenTL:pellix-gentl.cti:sim-eth0:BENCH";
 const char* const kDescription = "camera id=BENCH model=Bench serial=BENCH1 transport=gige capacity=67108864\n"
                                  "file selector=Userfile name=big.bin size=16777216 seed=9\n";
-
-double megabytesPerSecond(double seconds)
-{
-    return kFileSize / seconds / 1e6;
-}
-
-double timed(const std::function<bool()>& run)
-{
-    const auto start = std::chrono::steady_clock::now();
-    if (!run())
-        return 0;
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
-void keepBest(double& best, double seconds)
-{
-    if (seconds > 0 && (best == 0 || seconds < best))
-        best = seconds;
-}
 
 // The producer loaded and driven directly, the camera opened exclusively.
 class RawCamera
@@ -148,21 +127,12 @@ private:
     PORT_HANDLE m_port = nullptr;
 };
 
-struct Figures
-{
-    double pxDownload = 0, pxUpload = 0;
-    double fileDownload = 0, fileUpload = 0;
-    double bufferRead = 0, bufferWrite = 0;
-};
-
 // One round of the bounds.
-bool rawRound(const RawFileProtocol& protocol, const std::string& local, Figures& best)
+bool rawRound(const RawFileProtocol& protocol, const std::string& local, TransferFigures& figures)
 {
     RawCamera camera(PELLIX_GENTL_PRODUCER, protocol);
     if (!camera.Ok())
         return false;
-    const double download = timed([&] { return camera.MoveFile(true, local); });
-    const double upload = timed([&] { return camera.MoveFile(false, local); });
     std::vector<uint8_t> chunk(kChunk, 0x5A);
     const uint64_t buffer = protocol.Address("FileAccessBuffer");
     auto move = [&](bool read) {
@@ -171,13 +141,10 @@ bool rawRound(const RawFileProtocol& protocol, const std::string& local, Figures
                 return false;
         return true;
     };
-    const double read = timed([&] { return move(true); });
-    const double write = timed([&] { return move(false); });
-    keepBest(best.fileDownload, download);
-    keepBest(best.fileUpload, upload);
-    keepBest(best.bufferRead, read);
-    keepBest(best.bufferWrite, write);
-    return download > 0 && upload > 0 && read > 0 && write > 0;
+    return figures.Time(TransferFigures::FileDownload, [&] { return camera.MoveFile(true, local); }) &&
+           figures.Time(TransferFigures::FileUpload, [&] { return camera.MoveFile(false, local); }) &&
+           figures.Time(TransferFigures::BufferRead, [&] { return move(true); }) &&
+           figures.Time(TransferFigures::BufferWrite, [&] { return move(false); });
 }
 
 } // namespace
@@ -203,7 +170,7 @@ int main(int argc, char** argv)
     qputenv("GRB_GENTL_PRODUCER", PELLIX_GENTL_PRODUCER);
     qputenv("PELLIX_GENTL_DESCRIPTION", QFile::encodeName(description));
     const RawFileProtocol protocol(kDescription, vcam::ByteOrder::Big);
-    Figures best;
+    TransferFigures figures(kFileSize);
     bool ok = protocol.Ok();
     const QString id = QString::fromLatin1(kExtendedId);
     const QString local = dir.filePath(QStringLiteral("big.bin"));
@@ -221,37 +188,29 @@ int main(int argc, char** argv)
                 return 1;
             }
             long written = 0;
-            const double down = timed([&] {
-                return opened->DownloadDeviceFile(qPrintable(local), "big.bin", "Userfile", &written) &&
-                       written == kFileSize;
-            });
-            const double up = timed([&] {
-                return opened->UploadLocalFile("copy.bin", qPrintable(local), "Userfile", &written) &&
-                       written == kFileSize;
-            });
+            ok = figures.Time(TransferFigures::PxDownload,
+                              [&] {
+                                  return opened->DownloadDeviceFile(qPrintable(local), "big.bin", "Userfile",
+                                                                    &written) &&
+                                         written == kFileSize;
+                              }) &&
+                 figures.Time(TransferFigures::PxUpload, [&] {
+                     return opened->UploadLocalFile("copy.bin", qPrintable(local), "Userfile", &written) &&
+                            written == kFileSize;
+                 });
             opened.reset();
             manager.Close(id);
-            keepBest(best.pxDownload, down);
-            keepBest(best.pxUpload, up);
-            ok = down > 0 && up > 0;
         }
         GrbCPP::GrbSystem::GetInstance().Shutdown();
-        ok = ok && rawRound(protocol, local.toStdString(), best);
+        ok = ok && rawRound(protocol, local.toStdString(), figures);
     }
     if (!ok)
     {
         std::fprintf(stderr, "a transfer failed\n");
         return 1;
     }
-    std::printf("16 MiB through the GenTL layer and the simulator's producer, best of %d rounds\n", rounds);
-    std::printf("%-9s %9s %22s %7s %21s %7s\n", "", "PXCamera", "raw port, same file", "ratio", "raw port, buffer only",
-                "ratio");
-    auto row = [](const char* direction, double px, double file, double buffer) {
-        std::printf("%-9s %9.1f %22.1f %7.2f %21.1f %7.2f\n", direction, megabytesPerSecond(px),
-                    megabytesPerSecond(file), file / px, megabytesPerSecond(buffer), buffer / px);
-    };
-    row("download", best.pxDownload, best.fileDownload, best.bufferRead);
-    row("upload", best.pxUpload, best.fileUpload, best.bufferWrite);
-    std::printf("(MB/s; ratio: PXCamera's throughput over the raw one's)\n");
+    figures.Print("16 MiB through the GenTL layer and the simulator's producer, best of " + std::to_string(rounds) +
+                      " rounds",
+                  "raw port");
     return 0;
 }

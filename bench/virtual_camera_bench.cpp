@@ -15,6 +15,7 @@
 #include "CameraProcess.h"
 #include "NetworkNamespace.h"
 #include "RawFileProtocol.h"
+#include "TransferFigures.h"
 
 #include "device/PXCameraManager.h"
 #include "sdk/ApiController.h"
@@ -51,35 +52,8 @@ const char* const kDescription = "camera id=BENCH model=Bench serial=BENCH1 tran
 
 bool g_usb = false;
 
-double megabytesPerSecond(double seconds)
-{
-    return kFileSize / seconds / 1e6;
-}
-
-// Seconds that run took, or 0 when it failed.
-double timed(const std::function<bool()>& run)
-{
-    const auto start = std::chrono::steady_clock::now();
-    if (!run())
-        return 0;
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
-void keepBest(double& best, double seconds)
-{
-    if (seconds > 0 && (best == 0 || seconds < best))
-        best = seconds;
-}
-
-struct Figures
-{
-    double pxDownload = 0, pxUpload = 0;
-    double fileDownload = 0, fileUpload = 0;
-    double bufferRead = 0, bufferWrite = 0;
-};
-
 // One round of the bounds, with control taken directly through Aravis.
-bool rawRound(const RawFileProtocol& protocol, const std::string& local, Figures& best)
+bool rawRound(const RawFileProtocol& protocol, const std::string& local, TransferFigures& figures)
 {
     GError* error = nullptr;
     ArvDevice* device = nullptr;
@@ -106,14 +80,13 @@ bool rawRound(const RawFileProtocol& protocol, const std::string& local, Figures
                 return false;
         return true;
     };
-    if (ok)
-    {
-        keepBest(best.fileDownload, timed([&] { return protocol.MoveFile(read, write, true, "big.bin", local, kFileSize); }));
-        keepBest(best.fileUpload, timed([&] { return protocol.MoveFile(read, write, false, "copy.bin", local, kFileSize); }));
-        keepBest(best.bufferRead, timed([&] { return move(true); }));
-        keepBest(best.bufferWrite, timed([&] { return move(false); }));
-        ok = !error;
-    }
+    ok = ok &&
+         figures.Time(TransferFigures::FileDownload,
+                      [&] { return protocol.MoveFile(read, write, true, "big.bin", local, kFileSize); }) &&
+         figures.Time(TransferFigures::FileUpload,
+                      [&] { return protocol.MoveFile(read, write, false, "copy.bin", local, kFileSize); }) &&
+         figures.Time(TransferFigures::BufferRead, [&] { return move(true); }) &&
+         figures.Time(TransferFigures::BufferWrite, [&] { return move(false); });
     if (error)
     {
         std::fprintf(stderr, "raw transfer failed: %s\n", error->message);
@@ -199,7 +172,7 @@ int main(int argc, char** argv)
         return 1;
     const QByteArray text = QString::fromLatin1(kDescription).arg(g_usb ? "usb3" : "gige").toLatin1();
     const RawFileProtocol protocol(text.toStdString(), g_usb ? vcam::ByteOrder::Little : vcam::ByteOrder::Big);
-    Figures best;
+    TransferFigures figures(kFileSize);
     bool ok = protocol.Ok();
     {
         auto controller = std::make_shared<ApiController>();
@@ -230,19 +203,19 @@ int main(int argc, char** argv)
                 return 1;
             }
             long written = 0;
-            const double down = timed([&] {
-                return opened->DownloadDeviceFile(qPrintable(local), "big.bin", "Userfile", &written) &&
-                       written == kFileSize;
-            });
-            const double up = timed([&] {
-                return opened->UploadLocalFile("copy.bin", qPrintable(local), "Userfile", &written) &&
-                       written == kFileSize;
-            });
+            ok = figures.Time(TransferFigures::PxDownload,
+                              [&] {
+                                  return opened->DownloadDeviceFile(qPrintable(local), "big.bin", "Userfile",
+                                                                    &written) &&
+                                         written == kFileSize;
+                              }) &&
+                 figures.Time(TransferFigures::PxUpload, [&] {
+                     return opened->UploadLocalFile("copy.bin", qPrintable(local), "Userfile", &written) &&
+                            written == kFileSize;
+                 });
             opened.reset();
             manager.Close(id);
-            keepBest(best.pxDownload, down);
-            keepBest(best.pxUpload, up);
-            ok = down > 0 && up > 0 && rawRound(protocol, local.toStdString(), best);
+            ok = ok && rawRound(protocol, local.toStdString(), figures);
         }
         controller->enableAutomaticDiscovery(false);
     }
@@ -252,16 +225,9 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "a transfer failed\n");
         return 1;
     }
-    std::printf("16 MiB over %s, client and camera on one processor, best of %d rounds\n",
-                g_usb ? "USB3 Vision on the virtual USB bus" : "GigE Vision on loopback", rounds);
-    std::printf("%-9s %9s %22s %7s %21s %7s\n", "", "PXCamera", "raw memory, same file", "ratio",
-                "raw memory, buffer", "ratio");
-    auto row = [](const char* direction, double px, double file, double buffer) {
-        std::printf("%-9s %9.1f %22.1f %7.2f %21.1f %7.2f\n", direction, megabytesPerSecond(px),
-                    megabytesPerSecond(file), file / px, megabytesPerSecond(buffer), buffer / px);
-    };
-    row("download", best.pxDownload, best.fileDownload, best.bufferRead);
-    row("upload", best.pxUpload, best.fileUpload, best.bufferWrite);
-    std::printf("(MB/s; ratio: PXCamera's throughput over the raw one's)\n");
+    figures.Print(std::string("16 MiB over ") +
+                      (g_usb ? "USB3 Vision on the virtual USB bus" : "GigE Vision on loopback") +
+                      ", client and camera on one processor, best of " + std::to_string(rounds) + " rounds",
+                  "raw memory");
     return 0;
 }
