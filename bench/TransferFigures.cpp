@@ -1,5 +1,7 @@
 #include "TransferFigures.h"
 
+#include "device/PXCamera.h"
+
 #include <chrono>
 #include <cstdio>
 
@@ -17,6 +19,19 @@ bool TransferFigures::Time(Side side, const std::function<bool()>& run)
     if (seconds > 0 && (m_best[side] == 0 || seconds < m_best[side]))
         m_best[side] = seconds;
     return true;
+}
+
+bool TransferFigures::TimeCamera(PXCamera& camera, const std::string& local)
+{
+    long written = 0;
+    return Time(PxDownload,
+                [&] {
+                    return camera.DownloadDeviceFile(local.c_str(), "big.bin", "Userfile", &written) &&
+                           written == m_bytes;
+                }) &&
+           Time(PxUpload, [&] {
+               return camera.UploadLocalFile("copy.bin", local.c_str(), "Userfile", &written) && written == m_bytes;
+           });
 }
 
 void TransferFigures::Print(const std::string& title, const std::string& rawName) const

@@ -4,6 +4,8 @@
 #include <functional>
 #include <string>
 
+class PXCamera;
+
 // The best times of a file's download and upload through PXCamera and of its two raw
 // bounds (the same file by the same device operations, the bare buffer transfers), kept
 // over rounds and printed as throughput with PXCamera's share of each bound.
@@ -25,6 +27,8 @@ public:
 
     // Times run into side; false, and nothing kept, when it failed.
     bool Time(Side side, const std::function<bool()>& run);
+    // The camera's big.bin down to local, then local up as copy.bin, both whole.
+    bool TimeCamera(PXCamera& camera, const std::string& local);
     // rawName names the raw calls, as in "raw port".
     void Print(const std::string& title, const std::string& rawName) const;
 

@@ -202,17 +202,7 @@ int main(int argc, char** argv)
                 std::fprintf(stderr, "the virtual camera did not open\n");
                 return 1;
             }
-            long written = 0;
-            ok = figures.Time(TransferFigures::PxDownload,
-                              [&] {
-                                  return opened->DownloadDeviceFile(qPrintable(local), "big.bin", "Userfile",
-                                                                    &written) &&
-                                         written == kFileSize;
-                              }) &&
-                 figures.Time(TransferFigures::PxUpload, [&] {
-                     return opened->UploadLocalFile("copy.bin", qPrintable(local), "Userfile", &written) &&
-                            written == kFileSize;
-                 });
+            ok = figures.TimeCamera(*opened, local.toStdString());
             opened.reset();
             manager.Close(id);
             ok = ok && rawRound(protocol, local.toStdString(), figures);
