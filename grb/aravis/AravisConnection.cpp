@@ -106,10 +106,12 @@ GrbErrorType AravisConnection::Open(const AravisDeviceInfo& info, bool writable,
 
 void AravisConnection::_Configure(ArvDevice* device)
 {
-    // Both checks are off in Aravis unless asked for; the cache would hide what a
-    // camera changes by itself (a command's completion, a file operation's status).
-    arv_device_set_range_check_policy(device, ARV_RANGE_CHECK_POLICY_ENABLE);
-    arv_device_set_access_check_policy(device, ARV_ACCESS_CHECK_POLICY_ENABLE);
+    // Aravis's own access and range checks stay off: the SDK checks every feature access
+    // before it reaches Aravis, and a second check cost an eighth of each write. The
+    // cache would hide what a camera changes by itself (a command's completion, a file
+    // operation's status).
+    arv_device_set_access_check_policy(device, ARV_ACCESS_CHECK_POLICY_DISABLE);
+    arv_device_set_range_check_policy(device, ARV_RANGE_CHECK_POLICY_DISABLE);
     arv_device_set_register_cache_policy(device, ARV_REGISTER_CACHE_POLICY_DISABLE);
 }
 
