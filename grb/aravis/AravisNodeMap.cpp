@@ -140,6 +140,8 @@ GrbErrorType AravisNodeMap::Describe(const std::string& name, unsigned details, 
     return _With(name, [&](ArvGcFeatureNode* node) -> GrbErrorType {
         d = FeatureDescription();
         d.type = typeOf(ARV_GC_NODE(node));
+        if (details & FeatureDescription::TypeOnly)
+            return GrbErrorSuccess;
         if (GrbErrorType err = accessOf(node, sessionWritable, d.readable, d.writable))
             return err;
         GError* error = nullptr;

@@ -21,12 +21,17 @@ struct EnumEntryInfo
 // above the transport layer, once for all of them.
 struct FeatureDescription
 {
-    // What a caller needs beyond the type and the access, which are always given.
+    // What a caller needs beyond the type and the access, which are given unless only
+    // the type is asked for.
     enum Detail : unsigned
     {
         Access = 0,
         Limits = 1, // ranges, increments, lengths
         Entries = 2,
+        // The type alone: a transport layer may leave the rest as it is. Working out the
+        // access evaluates availability and locks, often several nodes deep, and every
+        // typed call asks for the type before its checked access.
+        TypeOnly = 4,
     };
 
     GrbFeatureDataType type = GrbFeatureDataUnknown;

@@ -62,6 +62,15 @@ GrbErrorType CheckedNodeMap::Info(const std::string& name, FeatureInfo& info)
     return err;
 }
 
+GrbErrorType CheckedNodeMap::Type(const std::string& name, GrbFeatureDataType& type)
+{
+    FeatureDescription d;
+    const GrbErrorType err = m_map.Describe(name, FeatureDescription::TypeOnly, d);
+    if (err == GrbErrorSuccess)
+        type = d.type;
+    return err;
+}
+
 GrbErrorType CheckedNodeMap::GetInt(const std::string& name, int64_t& value)
 {
     FeatureValue v;

@@ -26,6 +26,8 @@ public:
 
     // -3 when there is no such feature.
     GrbErrorType Info(const std::string& name, FeatureInfo& info);
+    // The type alone, which is cheaper to have than the access.
+    GrbErrorType Type(const std::string& name, GrbFeatureDataType& type);
 
     GrbErrorType GetInt(const std::string& name, int64_t& value);
     GrbErrorType SetInt(const std::string& name, int64_t value);

@@ -18,9 +18,9 @@ GrbErrorType typed(GrbHandle container, const std::string& name,
                    const std::function<GrbErrorType(NodeMap&, GrbFeatureDataType)>& f)
 {
     return grb::Core::Instance().WithFeatures(container, [&](NodeMap& map) -> GrbErrorType {
-        FeatureInfo info;
-        GrbErrorType err = map.Info(name, info);
-        return err != GrbErrorSuccess ? err : f(map, info.type);
+        GrbFeatureDataType type = GrbFeatureDataUnknown;
+        GrbErrorType err = map.Type(name, type);
+        return err != GrbErrorSuccess ? err : f(map, type);
     });
 }
 

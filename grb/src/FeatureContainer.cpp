@@ -15,8 +15,8 @@ GrbErrorType FeatureContainer::GetFeatureByName(const char* name, FeaturePtr& fe
     if (!name)
         return GrbErrorBadParameter;
     GrbErrorType err = grb::Core::Instance().WithFeatures(m_handle, [name](grb::CheckedNodeMap& map) -> GrbErrorType {
-        grb::FeatureInfo info;
-        return map.Info(name, info);
+        GrbFeatureDataType type = GrbFeatureDataUnknown;
+        return map.Type(name, type);
     });
     if (err == GrbErrorSuccess)
         feature = std::make_shared<Feature>(m_handle, name);
