@@ -35,7 +35,8 @@ stage "cross build"
 tools=$build/aravis-tools
 if [ ! -x "$tools/usr/bin/arv-test-0.8" ]; then
     rm -rf "$tools" "$build"/aravis-tools_*.deb
-    (cd "$build" && apt-get download -q aravis-tools:arm64 >/dev/null)
+    # Fetched as root: apt's own download user may not write into the build folder.
+    (cd "$build" && apt-get download -q -o APT::Sandbox::User=root aravis-tools:arm64 >/dev/null)
     dpkg-deb -x "$build"/aravis-tools_*_arm64.deb "$tools"
 fi
 stage "Aravis's tools for arm64"
