@@ -221,9 +221,7 @@ GrbErrorType CheckedNodeMap::SetString(const std::string& name, const std::strin
 GrbErrorType CheckedNodeMap::RunCommand(const std::string& name)
 {
     FeatureDescription d;
-    GrbErrorType err = m_map.Describe(name, FeatureDescription::Access, d);
-    if (err == GrbErrorSuccess)
-        err = FeatureRules::CheckAccess(d, GrbFeatureDataCommand, true);
+    const GrbErrorType err = _Allowed(name, GrbFeatureDataCommand, true, FeatureDescription::Access, d);
     return err == GrbErrorSuccess ? m_map.Execute(name) : err;
 }
 

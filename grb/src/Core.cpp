@@ -152,13 +152,18 @@ HandleEntry* Core::_Camera(GrbHandle handle, GrbErrorType& err)
     return entry;
 }
 
-GrbErrorType Core::_Session(GrbHandle camera, std::shared_ptr<DeviceSession>& session)
+GrbErrorType Core::_Session(GrbHandle camera, std::shared_ptr<DeviceSession>& session,
+                            std::shared_ptr<CommandMemo>* commands)
 {
     std::lock_guard<std::mutex> lock(m_mutex);
     GrbErrorType err = GrbErrorSuccess;
     HandleEntry* entry = _OpenCamera(camera, err);
     if (entry)
+    {
         session = entry->session;
+        if (commands)
+            *commands = entry->commands;
+    }
     return err;
 }
 
@@ -166,15 +171,9 @@ GrbErrorType Core::_Writing(GrbHandle camera, const std::function<GrbErrorType(D
 {
     std::shared_ptr<DeviceSession> session;
     std::shared_ptr<CommandMemo> commands;
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        GrbErrorType err = GrbErrorSuccess;
-        HandleEntry* entry = _OpenCamera(camera, err);
-        if (!entry)
-            return err;
-        session = entry->session;
-        commands = entry->commands;
-    }
+    const GrbErrorType err = _Session(camera, session, &commands);
+    if (err != GrbErrorSuccess)
+        return err;
     return commands ? commands->Writing([&] { return write(*session); }) : write(*session);
 }
 

@@ -63,8 +63,10 @@ private:
     HandleEntry* _Camera(GrbHandle handle, GrbErrorType& err);
     // The camera's entry only while it is open; both with the lock held.
     HandleEntry* _OpenCamera(GrbHandle handle, GrbErrorType& err);
-    // The open session of a camera, shared so it outlives a close meanwhile.
-    GrbErrorType _Session(GrbHandle camera, std::shared_ptr<DeviceSession>& session);
+    // The open session of a camera, shared so it outlives a close meanwhile, and its
+    // command memo when commands is given.
+    GrbErrorType _Session(GrbHandle camera, std::shared_ptr<DeviceSession>& session,
+                          std::shared_ptr<CommandMemo>* commands = nullptr);
     // Runs write on the camera's open session, as something that writes to the camera.
     GrbErrorType _Writing(GrbHandle camera, const std::function<GrbErrorType(DeviceSession&)>& write);
     // The record behind an interface or transport layer handle.
